@@ -1,0 +1,24 @@
+# The daemon: its objects without main (the tests link them too) and the program itself.
+find_package(Threads REQUIRED)
+
+add_library(daemon_objects OBJECT
+    core/cursor.cpp
+    core/trace.cpp
+)
+add_library(daemon_main OBJECT core/main.cpp)
+
+foreach(objects IN ITEMS daemon_objects daemon_main)
+    target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR})
+    target_compile_options(${objects} PRIVATE
+        -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
+    target_link_libraries(${objects} PUBLIC platform::ubus platform::ubox platform::uci)
+endforeach()
+
+# Linked with the C driver: the target has no C++ runtime, and this keeps it so.
+add_executable(kelvantorium $<TARGET_OBJECTS:daemon_main> $<TARGET_OBJECTS:daemon_objects>)
+set_target_properties(kelvantorium PROPERTIES
+    LINKER_LANGUAGE C
+    RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+target_link_options(kelvantorium PRIVATE -Wl,--gc-sections -Wl,-z,relro,-z,now)
+target_link_libraries(kelvantorium PRIVATE
+    platform::ubus platform::ubox platform::uci Threads::Threads)

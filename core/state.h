@@ -1,0 +1,98 @@
+// The daemon's one record. Allocated zero-filled at start-up, reached through `pmod`, freed last.
+//
+// Two threads share it without a lock. Ownership moves with the control words (core/flags.h) and
+// the command pipe (core/command.h), always in the order data, flag, command.
+#pragma once
+
+#include <poll.h>
+#include <pthread.h>
+#include <termios.h>
+
+#include <cstdint>
+
+#include "core/status.h"
+
+struct ubus_context;
+
+constexpr unsigned modem_atreplymax = 560;  // characters of one reply
+constexpr unsigned modem_smslistmax = 32;
+constexpr unsigned modem_longsmsmax = 5;
+constexpr unsigned modem_smspartsmax = 6;
+constexpr unsigned modem_smsnumbersmax = 5;
+
+struct sms_entry {
+    char phone[16];
+    char timestamp[20];  // dd-mm-20yy hh:mm:ss
+    char text[961];      // CP1251, six parts of 160 characters
+};
+
+// Its octets are the list file's image.
+struct sms_list {
+    std::int32_t numsms;  // ring position of the most recent message, 1 to 32; 0: none
+    sms_entry entries[modem_smslistmax];
+};
+
+struct longsms_entry {
+    std::uint32_t recvparts;
+    std::uint8_t randref[2];  // (0, 0): a free entry
+    char timestamp[20];
+    char parts[modem_smspartsmax][161];
+};
+
+static_assert(sizeof(sms_entry) == 997 && sizeof(sms_list) == 4 + 32 * 997);
+static_assert(sizeof(longsms_entry) == 992);
+
+struct modem_state {
+    modem_status published;  // event loop; all that clients see
+    modem_status working;    // worker; the event loop only where a hand-over follows
+
+    // Control words, 0 or 1, touched through core/flags.h only.
+    std::uint32_t isinitpending;   // an initialisation is ordered and not finished
+    std::uint32_t isstatuscopied;  // the working copy has been published since
+    std::uint32_t isussdready;     // a USSD outcome waits in the working copy
+    std::uint32_t isussdcopied;    // ... and has been published
+    std::uint32_t isussdpending;   // a USSD wait is ordered and not finished
+    std::uint32_t isltedown;       // the daemon took the data interface down
+    std::uint32_t istaskalive;     // the worker can still finish what is pending
+    std::uint32_t isstopping;      // the event loop has ended: long waits of the worker end early
+
+    // Last values sent to the indicators; -1: none since the last initialisation.
+    std::int32_t lastledgnss;
+    std::int32_t lastledslot;
+    std::int32_t lastledlevel;
+
+    std::uint32_t reinitcounter;
+
+    char sms_number[81];  // recipients of the request, separated by ';'
+    char sms_text[81];    // CP1251
+
+    int fdcmd[2];  // command pipe: read end, write end
+    pollfd pollcmd;
+    pollfd pollat[2];    // AT port, its timer
+    pollfd pollussd[2];  // second port, its timer
+    std::uint8_t taskprio;
+    pthread_t taskid;  // all ones: no thread
+    int fdtimerat;
+    int fdtimerat2;
+    int fdcom;   // AT port, interface 4 of the modem
+    int fdcom2;  // second port, interface 5
+    int ismodemconnect;
+    int ismodemconnect2;
+    termios oldtio;
+    termios oldtio2;
+
+    char sms_numbers[modem_smsnumbersmax][81];
+    char atcmd[512];
+    char atanswer[modem_atreplymax + 1];
+    std::int32_t atanswerlen;
+    std::uint8_t atchunk[modem_atreplymax];
+    std::uint8_t pdu_octets[231];
+
+    ::sms_list sms_list;
+    longsms_entry longsms_table[modem_longsmsmax];
+
+    ubus_context *ubusctx;
+};
+
+// Null before the allocation and after a failed start. Bus handlers and the poll read it.
+extern modem_state *pmod;

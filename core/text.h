@@ -1,0 +1,31 @@
+// Bounded writes into text fields: the capacity is deduced, never written twice.
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include "core/status.h"
+
+// Cuts `text` at a NUL and at the field's capacity minus one, and terminates it. `text` may be part
+// of the field itself.
+inline void modem_copytext(modem_field field, std::string_view text)
+{
+    std::size_t length = 0;
+    while (length < text.size() && length + 1 < field.capacity && text.data()[length] != '\0')
+        length++;
+    std::memmove(field.text, text.data(), length);
+    field.text[length] = '\0';
+}
+
+// Bounded formatting. The arguments must not point into the field.
+template <std::size_t N>
+[[gnu::format(printf, 2, 3)]] inline void modem_settext(char (&field)[N], const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    (void)std::vsnprintf(field, N, format, arguments);  // cutting is the contract
+    va_end(arguments);
+}
