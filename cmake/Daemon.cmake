@@ -4,6 +4,10 @@ find_package(Threads REQUIRED)
 add_library(daemon_objects OBJECT
     core/cursor.cpp
     core/trace.cpp
+    monitor/defaults.cpp
+    monitor/gnss.cpp
+    monitor/route.cpp
+    monitor/signal.cpp
 )
 add_library(daemon_main OBJECT core/main.cpp)
 

@@ -1,0 +1,9 @@
+# Parsers fed with text: no modem, no bus, no file.
+add_executable(pure_tests
+    monitor/defaults_test.cpp
+    monitor/gnss_test.cpp
+    monitor/route_test.cpp
+    monitor/signal_test.cpp
+)
+target_link_libraries(pure_tests PRIVATE daemon_objects GTest::gtest_main)
+gtest_discover_tests(pure_tests)
