@@ -1,0 +1,14 @@
+// A private machine for the virtual router: own processes, mounts, network and terminals.
+//
+// Works as root, and as an ordinary user where user namespaces are allowed (the user is root
+// inside then). Nothing of it is left behind, however it ends, the SIGKILL of the caller included.
+#pragma once
+
+// Returns in a new process inside. The calling process does not return: it passes SIGINT, SIGTERM
+// and SIGHUP on to the inside, waits for its end and leaves with its exit status (128 + n after
+// signal n). On failure a text goes to standard error and the exit status is 125.
+//
+// Inside: the host's folders at their places; private and empty are /run and /dev/serial, private
+// copies of the host's entries /etc (with an empty /etc/config), /tmp, /root and /var; "usb0" is
+// one end of a veth pair, down, and "modem0" the other, up. Single-threaded callers only.
+void sandbox_enter();
