@@ -1,0 +1,11 @@
+// Address, state and routes of the router's interfaces.
+#pragma once
+
+// Brings the interface up with an IPv4 address of a /24 network. False: see errno.
+bool link_setaddress(const char *interface, const char *address);
+
+// Takes the interface down; its address and routes go with that.
+bool link_down(const char *interface);
+
+// Adds a default route.
+bool link_addroute(const char *interface, const char *gateway);

@@ -1,0 +1,141 @@
+// The programs of the virtual router and how to see that each is ready.
+#include "simulator/router/parts.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include "simulator/router/bus.h"
+#include "simulator/router/process.h"
+
+using namespace std::chrono_literals;
+
+const char router_defaultconfig[] = R"(
+config modem 'modem'
+	option slot '1'
+
+config rs485 'rs485'
+	option pull 'down'
+
+config gnss 'gnss'
+	option power 'on'
+	option mode '3'
+
+config network 'network'
+	option type 'auto'
+	option iptype 'ipv4'
+	option iparea 'public'
+	option apn 'dynamic'
+)";
+
+namespace
+{
+
+struct part_row {
+    const char *program;
+    bool (*isready)();
+    const char *out;  // its standard output; null: inherited
+};
+
+bool hasobject(const char *name)
+{
+    bus_client bus;
+    return bus.has(name);
+}
+
+const part_row rows[router_partcount] = {
+    {"log-collector", [] { return access("/dev/log", F_OK) == 0; }, nullptr},
+    {"ubusd", [] { return bus_client().connected(); }, nullptr},
+    {"network-service", [] { return hasobject("network.simulator"); }, nullptr},
+    {"modem-simulator", [] { return hasobject("simulator"); }, nullptr},
+    {"kelvantorium", [] { return hasobject("kelvantorium"); }, router_outpath},
+};
+
+}  // namespace
+
+router_parts::router_parts(const std::string &programs) : folder(programs)
+{
+    for (std::size_t number = 0; number < router_partcount; number++)
+        processes[number].argv = {folder + "/" + rows[number].program};
+#ifdef ROUTER_BROKER
+    setcommand(router_part::broker, {ROUTER_BROKER});
+#endif
+}
+
+router_parts::~router_parts()
+{
+    for (std::size_t number = router_partcount; number-- > 0;)
+        kill(static_cast<router_part>(number));
+}
+
+router_parts::process &router_parts::at(router_part part)
+{
+    return processes[static_cast<std::size_t>(part)];
+}
+
+void router_parts::setcommand(router_part part, const std::vector<std::string> &argv)
+{
+    at(part).argv = argv;
+}
+
+bool router_parts::launch(router_part part)
+{
+    const char *out = rows[static_cast<std::size_t>(part)].out;
+    process &child = at(part);
+    child.status.reset();
+    child.pid = process_start(child.argv, {.out = out != nullptr ? out : ""});
+    return child.pid > 0;
+}
+
+bool router_parts::start(router_part part)
+{
+    const std::string &program = at(part).argv.back();
+    const auto isready = rows[static_cast<std::size_t>(part)].isready;
+    bool ready = false;
+    if (launch(part)) wait_until([&] { return (ready = isready()) || !running(part); });
+    if (ready && running(part)) return true;
+    if (const auto status = at(part).status)
+        errortext = program + " ended at once: " + process_endtext(*status);
+    else
+        errortext = program + " does not become ready";
+    return false;
+}
+
+bool router_parts::running(router_part part)
+{
+    return at(part).pid > 0 && !waitend(part, 0ms);
+}
+
+std::optional<int> router_parts::waitend(router_part part, std::chrono::milliseconds limit)
+{
+    process &child = at(part);
+    if (child.pid <= 0) return child.status;
+    if (const auto status = process_wait(child.pid, limit)) {
+        child.status = status;
+        child.pid = -1;
+        return status;
+    }
+    return {};
+}
+
+std::optional<int> router_parts::stop(router_part part, std::chrono::milliseconds limit)
+{
+    process &child = at(part);
+    if (!running(part)) return child.status;
+    child.status = process_stop(child.pid, SIGTERM, limit);
+    child.pid = -1;
+    return child.status;
+}
+
+std::optional<int> router_parts::kill(router_part part)
+{
+    process &child = at(part);
+    if (!running(part)) return child.status;
+    child.status = process_stop(child.pid, SIGKILL, 60s);
+    child.pid = -1;
+    return child.status;
+}
+
+pid_t router_parts::pid(router_part part) const
+{
+    return processes[static_cast<std::size_t>(part)].pid;
+}

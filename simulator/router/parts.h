@@ -1,0 +1,63 @@
+// The programs that make up the virtual router, started, watched and stopped one by one.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+// In the order in which they are started; stopped in the reverse order.
+enum class router_part { log, broker, network, modem, daemon };
+constexpr std::size_t router_partcount = 5;
+
+constexpr char router_logpath[] = "/run/log/messages";
+constexpr char router_outpath[] = "/run/kelvantorium.out";
+constexpr char router_configpath[] = "/etc/config/kelvantorium";
+
+// The package with every option present: slot 1, GNSS on.
+extern const char router_defaultconfig[];
+
+class router_parts
+{
+public:
+    // `folder` holds the programs.
+    explicit router_parts(const std::string &folder);
+    ~router_parts();  // kills what still runs
+    router_parts(const router_parts &) = delete;
+    router_parts &operator=(const router_parts &) = delete;
+
+    // The program and its arguments instead of the default one.
+    void setcommand(router_part part, const std::vector<std::string> &argv);
+
+    // Starts a part without waiting for it.
+    bool launch(router_part part);
+    // Starts it and waits until it does its work. On failure error() says why.
+    bool start(router_part part);
+    // SIGTERM, and SIGKILL after `limit`. The wait status; nothing when it did not run.
+    std::optional<int> stop(router_part part,
+                            std::chrono::milliseconds limit = std::chrono::seconds(30));
+    std::optional<int> kill(router_part part);
+    // Waits for the end that the part comes to by itself.
+    std::optional<int> waitend(router_part part, std::chrono::milliseconds limit);
+
+    bool running(router_part part);  // launched, and not ended as far as one can see
+    pid_t pid(router_part part) const;
+    const std::string &error() const
+    {
+        return errortext;
+    }
+
+private:
+    struct process {
+        std::vector<std::string> argv;
+        pid_t pid = -1;
+        std::optional<int> status;  // of the last run
+    };
+    process &at(router_part part);
+
+    std::string folder;
+    std::array<process, router_partcount> processes;
+    std::string errortext;
+};
