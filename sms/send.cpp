@@ -1,0 +1,32 @@
+// The two-step exchange that sends a PDU.
+#include "sms/send.h"
+
+#include "at/sendat.h"
+#include "core/state.h"
+#include "core/text.h"
+#include "core/trace.h"
+#include "sms/submit.h"
+
+namespace
+{
+
+constexpr char endofpdu = 0x1A;  // Ctrl-Z
+constexpr int rejected = 2;      // as when the modem answers with an error
+
+}  // namespace
+
+int modem_sendsmsinpdu(modem_state *pmod, const char *number, unsigned timeout)
+{
+    char pdu[modem_pdumax];
+    int length = 0;
+    if (modem_getpdupack(number, pmod->sms_text, pdu, length) != 0) return rejected;
+    modem_trace("modem_sendsmsinpdu: PDU-pack: %s\n", pdu);
+    modem_trace("modem_sendsmsinpdu: PDU length without SCA: %d\n", length);
+    char command[modem_commandmax];
+    modem_settext(command, "AT+CMGS=%d", length);
+    const int result = modem_sendat(pmod, command, ">", timeout, 1);
+    if (result != 0) return result;
+    char ended[modem_pdumax];
+    modem_settext(ended, "%s%c", pdu, endofpdu);
+    return modem_sendat(pmod, ended, modem_atok, timeout, 1);
+}
