@@ -1,0 +1,153 @@
+// The modem as the router sees it: octets in, octets out, and what changes in between.
+//
+// The model does no input or output and has no clock: whoever drives it passes the time in
+// milliseconds, of any origin and never going back. So it runs in a test thread and in the
+// modem-simulator program alike. Use it from one thread at a time.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace simulator
+{
+
+using milliseconds = std::int64_t;
+
+// The daemon's AT port, and the port on which USSD answers arrive. Both take commands.
+enum port : std::size_t { at_port, second_port, port_count };
+
+enum class faultkind {
+    silence,  // the command is swallowed
+    reply,    // not executed; `text` is sent as it stands
+    error,    // not executed; a final line with `text`, "ERROR" when empty
+    late,     // the reply comes `delay` later
+    split,    // ... in pieces of `chunk` octets, `delay` apart
+    garbage,  // ... after `text`
+    cut,      // ... without its last line end
+    flood,    // ... after a line of `chunk` octets
+};
+
+// A fault of the commands that begin with `command`, ignoring case ("" fits all). The text of a
+// message given at the ">" prompt counts as a command too.
+struct fault {
+    std::string command;
+    bool exact = false;  // the whole command must be equal
+    faultkind kind = faultkind::silence;
+    std::string text = {};
+    milliseconds delay = 0;
+    std::size_t chunk = 1;
+    unsigned times = 0;  // matches left; 0: for ever
+};
+
+struct sim_slot {
+    bool inserted = true;
+    std::string lock = "READY";  // what AT+CPIN? shows
+    std::string imsi;
+    std::string iccid;
+};
+
+struct gpio_line {
+    bool output = false;
+    unsigned level = 0;
+};
+
+struct stored_message {
+    std::string pdu;  // hexadecimal text
+    bool read = false;
+};
+
+struct ussd_answer {
+    std::string line;  // what the second port shows; empty: nothing comes
+    milliseconds delay = 0;
+};
+
+struct received_command {
+    std::uint64_t number;  // counts from 1
+    std::string text = {};
+};
+
+// What a power cycle of the modem forgets.
+struct modem_session {
+    bool echo = true;
+    bool verbose = true;  // ATV1
+    unsigned cfun = 1;
+    milliseconds radio_since = 0;  // when the radio, or the network around it, came on
+    bool gnss_power = false;
+    std::string gnss_mode = "1";
+    std::map<std::string, std::string> settings;  // by command, as last set
+    std::map<unsigned, gpio_line> lines;
+};
+
+struct modem_port {
+    std::string line;           // input not yet complete
+    bool prompting = false;     // a message is awaited
+    std::size_t announced = 0;  // its octets after the service centre address
+    std::multimap<milliseconds, std::string> outgoing;  // by the time when it is due
+    milliseconds busy_until = 0;                        // replies keep their order
+};
+
+struct modem_model {
+    milliseconds now = 0;
+    std::array<modem_port, port_count> ports;
+    modem_session session;
+
+    std::string model_name = "LTE-MODEM-1";
+    std::string firmware = "LM1.04.02B01";
+    std::string imei = "861000000000013";
+    std::array<sim_slot, 2> slots = {{
+        {true, "READY", "250990000000001", "8970199000000000017"},
+        {true, "READY", "250990000000002", "8970199000000000025"},
+    }};
+    std::optional<unsigned> adc;  // a reading forced upon the card detection
+
+    bool network = true;  // there is one to register with
+    milliseconds registration_delay = 1500;
+    std::string operator_name = "Test Operator";
+    std::string technology = "LTE";             // or GSM, WCDMA, any other word
+    std::map<std::string, std::string> signal;  // by name (rssi, rsrp, ...), over the defaults
+    std::string cpsi;                           // the whole report, over all of these
+
+    bool gnss_fix = true;
+    std::string gnss_report;          // the fields of a report, over the defaults
+    unsigned gnss_mode_refusals = 0;  // AT+CGNSSMODE answers so often with an error
+
+    std::map<unsigned, std::string> contexts;  // what AT+CGDCONT defined, by number
+    unsigned storage_capacity = 10;
+    std::map<unsigned, stored_message> storage;
+    std::vector<std::string> sent;            // PDUs that were accepted
+    std::map<std::string, ussd_answer> ussd;  // by code; "" answers all others
+
+    std::vector<fault> faults;  // the first that fits counts
+    std::deque<received_command> commands;
+    std::uint64_t command_count = 0;
+};
+
+// Takes octets that arrived at a port.
+void feed(modem_model &modem, port where, std::string_view octets, milliseconds now);
+// The octets of a port that are due by now, in order; they are gone then.
+std::string take(modem_model &modem, port where, milliseconds now);
+// When `take` will next have something, for any port.
+std::optional<milliseconds> nextdue(const modem_model &modem);
+
+// An unsolicited text, sent as it stands.
+void unsolicited(modem_model &modem, port where, std::string_view text, milliseconds delay = 0);
+// Puts a PDU (hexadecimal text) at an index of the SIM storage, 0: the first free one. Returns the
+// index; 0 when the storage is full or has no such index.
+unsigned storemessage(modem_model &modem, std::string_view pdu, unsigned index = 0);
+// Sets whether there is a network; a new one is found `registration_delay` from now.
+void setnetwork(modem_model &modem, bool available, milliseconds now);
+// Off and on again: the session begins anew, unsent octets are lost.
+void powercycle(modem_model &modem, milliseconds now);
+
+const sim_slot &selectedslot(const modem_model &modem);
+bool isregistered(const modem_model &modem);
+unsigned adcreading(const modem_model &modem);
+
+}  // namespace simulator
