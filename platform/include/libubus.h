@@ -1,0 +1,206 @@
+/*
+ * Bus client: calling methods of other programs and offering objects to them.
+ *
+ * One thread only. Synchronous calls read the socket themselves and need no running loop; requests
+ * that arrive meanwhile are queued and handled when the outermost call or handler is over.
+ */
+#ifndef LIBUBUS_H
+#define LIBUBUS_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#include <stdint.h>
+
+#include <libubox/avl.h>
+#include <libubox/blob.h>
+#include <libubox/blobmsg.h>
+#include <libubox/list.h>
+#include <libubox/uloop.h>
+
+#include "ubus_common.h"
+#include "ubusmsg.h"
+
+struct ubus_context;
+struct ubus_object;
+struct ubus_request;
+struct ubus_request_data;
+struct ubus_object_data;
+
+typedef void (*ubus_lookup_handler_t)(struct ubus_context *ctx,
+                                      struct ubus_object_data *obj,
+                                      void *priv);
+typedef int (*ubus_handler_t)(struct ubus_context *ctx,
+                              struct ubus_object *obj,
+                              struct ubus_request_data *req,
+                              const char *method,
+                              struct blob_attr *msg);
+typedef void (*ubus_state_handler_t)(struct ubus_context *ctx, struct ubus_object *obj);
+typedef void (*ubus_data_handler_t)(struct ubus_request *req, int type, struct blob_attr *msg);
+
+#define UBUS_METHOD_NOARG(_name, _handler)                                                      \
+    {                                                                                           \
+        .name = _name, .handler = _handler, .mask = 0, .tags = 0, .policy = NULL, .n_policy = 0 \
+    }
+
+#define UBUS_METHOD(_name, _handler, _policy)                                        \
+    {                                                                                \
+        .name = _name, .handler = _handler, .mask = 0, .tags = 0, .policy = _policy, \
+        .n_policy = (int)ARRAY_SIZE(_policy)                                         \
+    }
+
+#define UBUS_OBJECT_TYPE(_name, _methods)                                                   \
+    {                                                                                       \
+        .name = _name, .id = 0, .methods = _methods, .n_methods = (int)ARRAY_SIZE(_methods) \
+    }
+
+struct ubus_method {
+    const char *name;
+    ubus_handler_t handler;
+    unsigned long mask; /* non-zero: the policy entries that the signature shows */
+    unsigned long tags;
+    const struct blobmsg_policy *policy;
+    int n_policy;
+};
+
+struct ubus_object_type {
+    const char *name; /* never sent */
+    uint32_t id;
+    const struct ubus_method *methods; /* the signature */
+    int n_methods;
+};
+
+/* Object and type outlive the registration. */
+struct ubus_object {
+    struct avl_node avl;
+    const char *name;
+    uint32_t id;
+    const char *path;
+    struct ubus_object_type *type;
+    ubus_state_handler_t subscribe_cb;
+    bool has_subscribers;
+    const struct ubus_method *methods; /* the dispatch */
+    int n_methods;
+};
+
+struct ubus_object_data {
+    uint32_t id;
+    uint32_t type_id;
+    const char *path;
+    struct blob_attr *signature;
+};
+
+struct ubus_acl_key {
+    const char *user;
+    const char *group;
+    const char *object;
+};
+
+struct ubus_request_data {
+    uint32_t object;
+    uint32_t peer;
+    uint16_t seq;
+    struct ubus_acl_key acl;
+    bool deferred;
+    int fd;
+    int req_fd;
+};
+
+struct ubus_request {
+    struct list_head list;
+    int status_code;
+    bool status_msg;
+    uint32_t peer;
+    uint16_t seq;
+    /* Every DATA message, its attributes sorted by id. */
+    void (*raw_data_cb)(struct ubus_request *req, struct blob_attr **attrs);
+    ubus_data_handler_t data_cb;
+    struct ubus_context *ctx;
+    void *priv;
+};
+
+/* A caller touches `sock` and `connection_lost`. */
+struct ubus_context {
+    struct list_head requests;
+    struct avl_tree objects;
+    struct list_head pending;
+    struct uloop_fd sock;
+    struct uloop_timeout pending_timer;
+    uint32_t local_id;
+    uint16_t request_seq;
+    int stack_depth;
+    bool lost; /* connection_lost has been called */
+    void (*connection_lost)(struct ubus_context *ctx);
+};
+
+/* Null path: the default one. Waits for the broker's first message without a limit; null on any
+ * failure. The socket is not in the loop yet. */
+struct ubus_context *ubus_connect(const char *path);
+void ubus_free(struct ubus_context *ctx);
+
+/* The calls below give a UBUS_STATUS_ code, or whatever number the other side answered. */
+
+/* Waits for ever on a silent broker. */
+int ubus_add_object(struct ubus_context *ctx, struct ubus_object *obj);
+int ubus_remove_object(struct ubus_context *ctx, struct ubus_object *obj);
+/* Null path: all objects; one that ends in '*': all that begin so. */
+int ubus_lookup(struct ubus_context *ctx, const char *path, ubus_lookup_handler_t cb, void *priv);
+/* `*id` is left alone when nothing is found. */
+int ubus_lookup_id(struct ubus_context *ctx, const char *path, uint32_t *id);
+
+/* `timeout` in ms; 0: none, negative: does not wait. Descriptor passing is not supported. */
+int ubus_invoke_fd(struct ubus_context *ctx,
+                   uint32_t obj,
+                   const char *method,
+                   struct blob_attr *msg,
+                   ubus_data_handler_t cb,
+                   void *priv,
+                   int timeout,
+                   int fd);
+
+static inline int ubus_invoke(struct ubus_context *ctx,
+                              uint32_t obj,
+                              const char *method,
+                              struct blob_attr *msg,
+                              ubus_data_handler_t cb,
+                              void *priv,
+                              int timeout)
+{
+    return ubus_invoke_fd(ctx, obj, method, msg, cb, priv, timeout, -1);
+}
+
+int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, struct blob_attr *msg);
+void ubus_complete_deferred_request(struct ubus_context *ctx,
+                                    struct ubus_request_data *req,
+                                    int ret);
+
+/* Keeps the request open after its handler; the copy is completed later. */
+static inline void ubus_defer_request(struct ubus_context *ctx,
+                                      struct ubus_request_data *req,
+                                      struct ubus_request_data *new_req)
+{
+    (void)ctx;
+    *new_req = *req;
+    new_req->acl.user = NULL; /* the texts live in the message */
+    new_req->acl.group = NULL;
+    req->deferred = true;
+}
+
+const char *ubus_strerror(int error);
+
+static inline void ubus_add_uloop(struct ubus_context *ctx)
+{
+    uloop_fd_add(&ctx->sock, ULOOP_BLOCKING | ULOOP_READ);
+}
+
+static inline void ubus_handle_event(struct ubus_context *ctx)
+{
+    ctx->sock.cb(&ctx->sock, ULOOP_READ);
+}
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
