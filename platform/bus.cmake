@@ -1,0 +1,64 @@
+# Event loop and message buffers, bus client library, broker and command line client.
+foreach(library IN ITEMS ubox ubus)
+    add_library(platform_${library}_objects OBJECT)
+    set_target_properties(platform_${library}_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_compile_definitions(platform_${library}_objects PRIVATE _GNU_SOURCE)
+    foreach(kind IN ITEMS STATIC SHARED)
+        set(name platform_${library})
+        if(kind STREQUAL SHARED)
+            set(name platform_${library}_shared)
+        endif()
+        add_library(${name} ${kind} $<TARGET_OBJECTS:platform_${library}_objects>)
+        set_target_properties(${name} PROPERTIES OUTPUT_NAME ${library} LINKER_LANGUAGE C)
+        install(TARGETS ${name} DESTINATION lib COMPONENT platform EXCLUDE_FROM_ALL)
+    endforeach()
+endforeach()
+target_sources(platform_ubox_objects PRIVATE
+    ubox/blob.c
+    ubox/blobmsg.c
+    ubox/uloop.c
+    ubox/uloop_signal.c
+    ubox/uloop_timer.c
+)
+target_sources(platform_ubus_objects PRIVATE
+    ubus/context.c
+    ubus/message.c
+    ubus/object.c
+    ubus/request.c
+)
+target_link_libraries(platform_ubus PUBLIC platform_ubox)
+target_link_libraries(platform_ubus_shared PUBLIC platform_ubox_shared)
+
+add_executable(ubusd
+    ubusd/client.c
+    ubusd/event.c
+    ubusd/main.c
+    ubusd/registry.c
+    ubusd/request.c
+)
+target_compile_definitions(ubusd PRIVATE _GNU_SOURCE)
+target_link_libraries(ubusd PRIVATE platform_ubus)
+set_target_properties(ubusd PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+install(TARGETS ubusd DESTINATION sbin COMPONENT platform EXCLUDE_FROM_ALL)
+
+install(DIRECTORY include/libubox DESTINATION include COMPONENT platform EXCLUDE_FROM_ALL)
+install(FILES include/libubus.h include/ubus_common.h include/ubusmsg.h
+    DESTINATION include COMPONENT platform EXCLUDE_FROM_ALL)
+
+find_package(PkgConfig)
+if(PkgConfig_FOUND)
+    pkg_check_modules(JSONC IMPORTED_TARGET json-c)
+endif()
+if(NOT JSONC_FOUND)
+    message(STATUS "json-c not found: the command line client ubus is left out")
+elseif(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/ubus/tool.c)
+    add_executable(ubus
+        ubus/print.c
+        ubus/scan.c
+        ubus/tool.c
+    )
+    target_compile_definitions(ubus PRIVATE _GNU_SOURCE)
+    target_link_libraries(ubus PRIVATE platform_ubus PkgConfig::JSONC)
+    set_target_properties(ubus PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+    install(TARGETS ubus DESTINATION bin COMPONENT platform EXCLUDE_FROM_ALL)
+endif()

@@ -1,0 +1,212 @@
+/*
+ * Bus broker: connections.
+ */
+#include <errno.h>
+#include <grp.h>
+#include <pwd.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "ubusd.h"
+
+#define QUEUE_MAX ((size_t)UBUS_MAX_MSGLEN)
+#define ACCEPT_PAUSE 100 /* ms to wait for free descriptors */
+
+static LIST_HEAD(clients);
+static struct uloop_fd listener;
+static struct uloop_timeout accept_timer;
+
+struct ubusd_client *ubusd_find_client(uint32_t id)
+{
+    struct ubusd_client *client;
+    list_for_each_entry(client, &clients, list)
+    {
+        if (client->id == id) return client;
+    }
+    return NULL;
+}
+
+static bool client_taken(uint32_t id)
+{
+    return ubusd_find_client(id) != NULL;
+}
+
+static void free_client(struct ubusd_client *client)
+{
+    list_del(&client->list);
+    uloop_fd_delete(&client->sock);
+    close(client->sock.fd);
+    ubusd_remove_objects_of(client);
+    free(client->reader.msg);
+    free(client->queue);
+    free(client->user);
+    free(client->group);
+    free(client);
+}
+
+/* The stream is beyond repair; the hang-up takes the client out of the lists. */
+static void give_up(struct ubusd_client *client)
+{
+    free(client->queue);
+    client->queue = NULL;
+    client->queued = client->sent = 0;
+    shutdown(client->sock.fd, SHUT_RDWR);
+}
+
+static bool reserve(struct ubusd_client *client, size_t more)
+{
+    if (client->sent > 0) memmove(client->queue, client->queue + client->sent, client->queued);
+    client->sent = 0;
+    char *queue = realloc(client->queue, client->queued + more);
+    if (queue == NULL) return false;
+    client->queue = queue;
+    return true;
+}
+
+void ubusd_send(struct ubusd_client *client,
+                int type,
+                uint16_t seq,
+                uint32_t peer,
+                const struct blob_attr *body)
+{
+    const struct ubus_msghdr hdr = {
+        .type = (uint8_t)type, .seq = htobe16(seq), .peer = htobe32(peer)};
+    const size_t total = sizeof(hdr) + blob_raw_len(body);
+    size_t done = 0;
+    if (client->queued == 0) {
+        const ssize_t sent = ubus_send_part(client->sock.fd, &hdr, body, 0);
+        if (sent < 0 || (size_t)sent == total)
+            return; /* a dead socket reports itself to the loop */
+        done = (size_t)sent;
+    } else if (client->queued + total > QUEUE_MAX) {
+        return;
+    }
+    if (!reserve(client, total - done)) {
+        give_up(client);
+        return;
+    }
+    char *end = client->queue + client->queued;
+    if (done < sizeof(hdr)) {
+        memcpy(end, (const char *)&hdr + done, sizeof(hdr) - done);
+        end += sizeof(hdr) - done;
+        done = sizeof(hdr);
+    }
+    memcpy(end, (const char *)body + (done - sizeof(hdr)), total - done);
+    client->queued = (size_t)(end - client->queue) + total - done;
+    uloop_fd_add(&client->sock, ULOOP_READ | ULOOP_WRITE);
+}
+
+static void flush(struct ubusd_client *client)
+{
+    const ssize_t sent =
+        send(client->sock.fd, client->queue + client->sent, client->queued, MSG_NOSIGNAL);
+    if (sent > 0) {
+        client->sent += (size_t)sent;
+        client->queued -= (size_t)sent;
+    }
+    if (client->queued > 0) return;
+    free(client->queue);
+    client->queue = NULL;
+    client->sent = 0;
+    uloop_fd_add(&client->sock, ULOOP_READ);
+}
+
+/* One message at a time, so that every client has its turn. */
+static void on_client(struct uloop_fd *sock, unsigned int events)
+{
+    struct ubusd_client *client = container_of(sock, struct ubusd_client, sock);
+    struct ubus_msg *msg = NULL;
+    if (sock->eof || sock->error) {
+        free_client(client);
+        return;
+    }
+    if ((events & ULOOP_WRITE) && client->queued > 0) flush(client);
+    if (!(events & ULOOP_READ)) return;
+    switch (ubus_reader_next(&client->reader, sock->fd, &msg)) {
+        case UBUS_READ_AGAIN:
+            break;
+        case UBUS_READ_MESSAGE:
+            ubusd_handle(client, msg);
+            free(msg);
+            break;
+        case UBUS_READ_INVALID:
+        case UBUS_READ_END:
+            free_client(client);
+            break;
+    }
+}
+
+/* Account names by the peer's credentials; false when one is unknown. */
+static bool identify(struct ubusd_client *client)
+{
+    struct ucred peer;
+    socklen_t len = sizeof(peer);
+    if (getsockopt(client->sock.fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) != 0) return false;
+    const struct passwd *user = getpwuid(peer.uid);
+    if (user != NULL) client->user = strdup(user->pw_name);
+    const struct group *group = getgrgid(peer.gid);
+    if (group != NULL) client->group = strdup(group->gr_name);
+    return client->user != NULL && client->group != NULL;
+}
+
+static void add_client(int fd)
+{
+    struct ubusd_client *client = calloc(1, sizeof(*client));
+    if (client == NULL) {
+        close(fd);
+        return;
+    }
+    client->sock.fd = fd;
+    client->sock.cb = on_client;
+    list_add_tail(&client->list, &clients);
+    if (!identify(client) || uloop_fd_add(&client->sock, ULOOP_READ) != 0) {
+        free_client(client);
+        return;
+    }
+    client->id = ubusd_new_id(client_taken);
+    const struct blob_attr empty = {.id_len = htobe32(sizeof(empty))};
+    ubusd_send(client, UBUS_MSG_HELLO, 0, client->id, &empty);
+}
+
+static void on_accept_pause(struct uloop_timeout *timer)
+{
+    (void)timer;
+    uloop_fd_add(&listener, ULOOP_READ);
+}
+
+static void on_listener(struct uloop_fd *sock, unsigned int events)
+{
+    (void)events;
+    const int fd = accept4(sock->fd, NULL, NULL, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd >= 0) {
+        add_client(fd);
+        return;
+    }
+    if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
+    /* Out of descriptors: the waiting client would wake the loop without end. */
+    uloop_fd_delete(sock);
+    uloop_timeout_set(&accept_timer, ACCEPT_PAUSE);
+}
+
+int ubusd_listen(const char *path)
+{
+    struct sockaddr_un address = {.sun_family = AF_UNIX};
+    if (strlen(path) >= sizeof(address.sun_path)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    memcpy(address.sun_path, path, strlen(path) + 1);
+    listener.fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    listener.cb = on_listener;
+    accept_timer.cb = on_accept_pause;
+    (void)unlink(path);
+    const mode_t mask = umask(0111); /* mode 0666 */
+    const int bound =
+        listener.fd < 0 ? -1 : bind(listener.fd, (struct sockaddr *)&address, sizeof(address));
+    umask(mask);
+    if (bound != 0 || listen(listener.fd, SOMAXCONN) != 0) return -1;
+    return uloop_fd_add(&listener, ULOOP_READ);
+}

@@ -1,0 +1,187 @@
+/*
+ * Bus broker: what each message asks for.
+ */
+#include "ubusd.h"
+
+/* Where no STATUS of the broker's own follows. */
+#define NO_STATUS (-1)
+
+struct request {
+    struct ubusd_client *client;
+    struct ubus_msg *msg;
+    struct blob_attr *attrs[UBUS_ATTR_MAX];
+    uint16_t seq;
+    uint32_t peer;
+};
+
+static struct blob_buf out;
+
+static void send_out(const struct request *req, int type)
+{
+    ubusd_send(req->client, type, req->seq, req->peer, out.head);
+}
+
+static int handle_ping(struct request *req)
+{
+    ubusd_send(req->client, UBUS_MSG_DATA, req->seq, req->peer, ubus_msg_body(req->msg));
+    return UBUS_STATUS_OK;
+}
+
+/* An object without name or type is not shown. */
+static void send_description(const struct request *req, const struct ubusd_object *object)
+{
+    if (object->path == NULL || object->type == NULL) return;
+    const struct blob_attr *signature = object->type->signature;
+    blob_buf_init(&out, 0);
+    blob_put_string(&out, UBUS_ATTR_OBJPATH, object->path);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);
+    blob_put_u32(&out, UBUS_ATTR_OBJTYPE, object->type->id);
+    blob_put(&out, UBUS_ATTR_SIGNATURE, signature->data, (unsigned int)blob_len(signature));
+    if (blob_pad_len(out.head) <= UBUS_MAX_MSGLEN) send_out(req, UBUS_MSG_DATA);
+}
+
+/* All named objects that begin with the first `len` octets of `prefix`. */
+static bool describe_matches(const struct request *req, const char *prefix, size_t len)
+{
+    bool found = false;
+    const struct ubusd_object *object;
+    list_for_each_entry(object, &ubusd_objects, list)
+    {
+        if (object->path == NULL || strncmp(object->path, prefix, len) != 0) continue;
+        send_description(req, object);
+        found = true;
+    }
+    return found;
+}
+
+static int handle_lookup(struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_OBJPATH] == NULL) {
+        (void)describe_matches(req, "", 0); /* none is an answer, too */
+        return UBUS_STATUS_OK;
+    }
+    const char *path = blob_get_string(req->attrs[UBUS_ATTR_OBJPATH]);
+    const size_t len = strlen(path);
+    if (len == 0) return UBUS_STATUS_INVALID_ARGUMENT;
+    if (path[len - 1] == '*')
+        return describe_matches(req, path, len - 1) ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND;
+    const struct ubusd_object *object = ubusd_find_path(path);
+    if (object == NULL) return UBUS_STATUS_NOT_FOUND;
+    send_description(req, object);
+    return UBUS_STATUS_OK;
+}
+
+static int handle_add_object(struct request *req)
+{
+    const char *path = NULL;
+    if (req->attrs[UBUS_ATTR_OBJPATH] != NULL)
+        path = blob_get_string(req->attrs[UBUS_ATTR_OBJPATH]);
+    if (path != NULL && ubusd_find_path(path) != NULL) return UBUS_STATUS_INVALID_ARGUMENT;
+
+    struct ubusd_type *type = NULL;
+    const struct blob_attr *signature = req->attrs[UBUS_ATTR_SIGNATURE];
+    if (signature != NULL)
+        type = ubusd_new_type(signature);
+    else if (req->attrs[UBUS_ATTR_OBJTYPE] != NULL)
+        type = ubusd_find_type(blob_get_u32(req->attrs[UBUS_ATTR_OBJTYPE]));
+    const struct ubusd_object *object = ubusd_add_object(req->client, path, type);
+    if (object == NULL) return UBUS_STATUS_NO_MEMORY;
+
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);
+    if (signature != NULL && type != NULL) blob_put_u32(&out, UBUS_ATTR_OBJTYPE, type->id);
+    send_out(req, UBUS_MSG_DATA);
+    return UBUS_STATUS_OK;
+}
+
+/* The object that OBJID names; null without a sound OBJID, too. */
+static struct ubusd_object *named_object(const struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_OBJID] == NULL) return NULL;
+    return ubusd_find_object(blob_get_u32(req->attrs[UBUS_ATTR_OBJID]));
+}
+
+static int handle_remove_object(struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_OBJID] == NULL) return UBUS_STATUS_INVALID_ARGUMENT;
+    struct ubusd_object *object = named_object(req);
+    if (object == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (object->client != req->client) return UBUS_STATUS_PERMISSION_DENIED;
+    const uint32_t id = object->id;
+    const uint32_t type = object->type != NULL ? object->type->id : 0;
+    const bool type_gone = ubusd_remove_object(object);
+
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, id);
+    if (type_gone) blob_put_u32(&out, UBUS_ATTR_OBJTYPE, type);
+    send_out(req, UBUS_MSG_DATA);
+    return UBUS_STATUS_OK;
+}
+
+static int handle_invoke(struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_METHOD] == NULL || req->attrs[UBUS_ATTR_OBJID] == NULL)
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    const char *method = blob_get_string(req->attrs[UBUS_ATTR_METHOD]);
+    const struct blob_attr *data = req->attrs[UBUS_ATTR_DATA];
+    if (blob_get_u32(req->attrs[UBUS_ATTR_OBJID]) == UBUSD_EVENT_OBJECT)
+        return ubusd_event_call(req->client, method, data);
+    const struct ubusd_object *object = named_object(req);
+    if (object == NULL) return UBUS_STATUS_NOT_FOUND;
+
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);
+    blob_put_string(&out, UBUS_ATTR_METHOD, method);
+    blob_put_string(&out, UBUS_ATTR_USER, req->client->user);
+    blob_put_string(&out, UBUS_ATTR_GROUP, req->client->group);
+    if (data != NULL) blob_put(&out, UBUS_ATTR_DATA, data->data, (unsigned int)blob_len(data));
+    /* The account names have made it longer: the owner could not read it any more. */
+    if (blob_pad_len(out.head) > UBUS_MAX_MSGLEN) return UBUS_STATUS_INVALID_ARGUMENT;
+    ubusd_send(object->client, UBUS_MSG_INVOKE, req->seq, req->client->id, out.head);
+    return NO_STATUS;
+}
+
+/* DATA and STATUS of an object's owner go on to the caller, or nowhere. */
+static int handle_answer(struct request *req)
+{
+    const struct ubusd_object *object = named_object(req);
+    struct ubusd_client *caller = ubusd_find_client(req->peer);
+    const int needed = req->msg->hdr.type == UBUS_MSG_STATUS ? UBUS_ATTR_STATUS : UBUS_ATTR_DATA;
+    if (object != NULL && object->client == req->client && caller != NULL &&
+        req->attrs[needed] != NULL)
+        ubusd_send(caller, req->msg->hdr.type, req->seq, object->id, ubus_msg_body(req->msg));
+    return NO_STATUS;
+}
+
+static int handle_subscription(struct request *req)
+{
+    (void)req;
+    return UBUS_STATUS_NOT_SUPPORTED;
+}
+
+static int (*const handlers[__UBUS_MSG_LAST])(struct request *req) = {
+    [UBUS_MSG_STATUS] = handle_answer,
+    [UBUS_MSG_DATA] = handle_answer,
+    [UBUS_MSG_PING] = handle_ping,
+    [UBUS_MSG_LOOKUP] = handle_lookup,
+    [UBUS_MSG_INVOKE] = handle_invoke,
+    [UBUS_MSG_ADD_OBJECT] = handle_add_object,
+    [UBUS_MSG_REMOVE_OBJECT] = handle_remove_object,
+    [UBUS_MSG_SUBSCRIBE] = handle_subscription,
+    [UBUS_MSG_UNSUBSCRIBE] = handle_subscription,
+    [UBUS_MSG_NOTIFY] = handle_subscription,
+};
+
+void ubusd_handle(struct ubusd_client *client, struct ubus_msg *msg)
+{
+    struct request req = {
+        .client = client, .msg = msg, .seq = be16toh(msg->hdr.seq), .peer = be32toh(msg->hdr.peer)};
+    ubus_msg_parse(msg, req.attrs);
+    int status = UBUS_STATUS_INVALID_COMMAND;
+    if (msg->hdr.type < __UBUS_MSG_LAST && handlers[msg->hdr.type] != NULL)
+        status = handlers[msg->hdr.type](&req);
+    if (status == NO_STATUS) return;
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_STATUS, (uint32_t)status);
+    send_out(&req, UBUS_MSG_STATUS);
+}
