@@ -1,10 +1,9 @@
 // Cursors over reply text and octets.
 #include "core/cursor.h"
 
-#include <strings.h>
-
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 
 namespace
 {
@@ -76,9 +75,11 @@ std::optional<std::string_view> modem_takequoted(modem_cursor &at)
 
 std::string_view modem_takeword(modem_cursor &at)
 {
-    while (!at.rest.empty() && modem_isblank(at.rest.front())) at.rest.remove_prefix(1);
+    while (!at.rest.empty() && modem_isblank(at.rest.front()))
+        at.rest.remove_prefix(1);
     std::size_t length = 0;
-    while (length < at.rest.size() && !modem_isblank(at.rest.data()[length])) length++;
+    while (length < at.rest.size() && !modem_isblank(at.rest.data()[length]))
+        length++;
     const std::string_view word(at.rest.data(), length);
     at.rest.remove_prefix(length);
     return word;

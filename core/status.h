@@ -98,7 +98,8 @@ static_assert(sizeof(modem_settings) == 116 && sizeof(modem_info) == 1098);
 static_assert(sizeof(modem_status) == 116 + 1098);
 static_assert(sizeof(modem_info::ussd) == 121);
 
-// A text field of a block as tables name it; made from an array only, so that the capacity is right.
+// A text field of a block as tables name it; made from an array only, so that the capacity is
+// right.
 struct modem_field {
     template <unsigned N>
     constexpr modem_field(char (&array)[N]) : text(array), capacity(N)

@@ -1,12 +1,11 @@
 // Traces on standard output, one write each, without stdio: no heap, no stall.
 #include "core/trace.h"
 
+#include <cstdarg>
+#include <cstdio>
 #include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
-
-#include <cstdarg>
-#include <cstdio>
 
 namespace
 {
