@@ -4,11 +4,10 @@
 // the command pipe (core/command.h), always in the order data, flag, command.
 #pragma once
 
+#include <cstdint>
 #include <poll.h>
 #include <pthread.h>
 #include <termios.h>
-
-#include <cstdint>
 
 #include "core/status.h"
 
@@ -93,6 +92,3 @@ struct modem_state {
 
     ubus_context *ubusctx;
 };
-
-// Null before the allocation and after a failed start. Bus handlers and the poll read it.
-extern modem_state *pmod;

@@ -20,6 +20,11 @@ inline void modem_copytext(modem_field field, std::string_view text)
     field.text[length] = '\0';
 }
 
+inline bool modem_isword(const char *field, const char *word)
+{
+    return std::strcmp(field, word) == 0;
+}
+
 // Bounded formatting. The arguments must not point into the field.
 template <std::size_t N>
 [[gnu::format(printf, 2, 3)]] inline void modem_settext(char (&field)[N], const char *format, ...)

@@ -1,0 +1,4 @@
+// The one global of the record.
+#include "core/pmod.h"
+
+modem_state *pmod;
