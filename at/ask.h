@@ -1,0 +1,15 @@
+// The exchange on which script rows, indicators and slot detection stand.
+#pragma once
+
+#include "core/state.h"
+
+// Sends `command`, expects OK within 15 s, and on any other result records in `target` (null:
+// nowhere) the transition from `prevstate` to "error", "no_answer" with the reason
+// "purpose: shown: didn't get answer OK"; `shown` null is the command itself. Result as
+// modem_sendat. `prevstate` must not point into the target. Thread: the target's owner.
+int modem_ask(modem_state *pmod,
+              modem_info *target,
+              const char *prevstate,
+              const char *command,
+              const char *purpose,
+              const char *shown = nullptr);
