@@ -1,0 +1,8 @@
+// Bringing the modem from whatever state it is in to the configured one.
+#pragma once
+
+struct modem_state;
+
+// Reads the settings, opens the ports and runs the AT script. 0 "op", 1 "nosim", -1 failed; the
+// outcome is in the working copy's state words. Worker; takes at least 10 s, up to minutes.
+int modem_init(modem_state *pmod);
