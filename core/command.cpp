@@ -1,0 +1,18 @@
+// Writing to the command pipe.
+#include "core/command.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+#include "core/flags.h"
+#include "core/state.h"
+
+int modem_sendcommand(modem_state *pmod, modem_command command)
+{
+    if (modem_getflag(pmod->istaskalive) == 0) {
+        errno = EBADF;  // nobody reads the pipe, and its descriptors may be others' by now
+        return -1;
+    }
+    const std::uint32_t word = command;
+    return write(pmod->fdcmd[1], &word, sizeof(word)) == sizeof(word) ? 0 : -1;
+}
