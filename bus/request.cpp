@@ -1,0 +1,127 @@
+// Requests and replies of the bus methods.
+#include "bus/request.h"
+
+#include <cstdarg>
+
+#include <libubox/blobmsg.h>
+
+#include "core/pmod.h"
+
+namespace
+{
+
+constexpr unsigned largestreply = 8192;  // octets, with room to spare over the status tree
+
+blob_buf reply{};
+
+}  // namespace
+
+int modem_preparereply()
+{
+    static const char filler[largestreply] = {};
+    if (blob_buf_init(&reply, 0) != 0) return -1;
+    return blobmsg_add_field(&reply, BLOBMSG_TYPE_UNSPEC, "", filler, sizeof(filler));
+}
+
+void modem_beginreply()
+{
+    (void)blob_buf_init(&reply, 0);
+}
+
+void modem_addreply(const char *name, const char *text)
+{
+    (void)blobmsg_add_string(&reply, name, text);
+}
+
+void *modem_opentable(const char *name)
+{
+    return blobmsg_open_table(&reply, name);
+}
+
+void modem_closetable(void *table)
+{
+    blobmsg_close_table(&reply, table);
+}
+
+int modem_sendreply(const modem_request &request)
+{
+    (void)ubus_send_reply(request.ctx, request.req, reply.head);  // the client may be gone
+    return 0;
+}
+
+int modem_replyresult(const modem_request &request, const char *format, ...)
+{
+    char text[256];
+    va_list arguments;
+    va_start(arguments, format);
+    (void)std::vsnprintf(text, sizeof(text), format, arguments);
+    va_end(arguments);
+    modem_beginreply();
+    modem_addreply("result", text);
+    return modem_sendreply(request);
+}
+
+void modem_splitarguments(const blobmsg_policy *policy,
+                          std::size_t count,
+                          blob_attr **arguments,
+                          blob_attr *msg)
+{
+    for (std::size_t i = 0; i < count; i++)
+        arguments[i] = nullptr;
+    if (msg == nullptr) return;
+    (void)blobmsg_parse(policy,
+                        static_cast<int>(count),
+                        arguments,
+                        blob_data(msg),
+                        static_cast<unsigned>(blob_len(msg)));
+}
+
+bool modem_refusemissing(const modem_request &request,
+                         const blobmsg_policy *policy,
+                         std::size_t count,
+                         blob_attr *const *arguments,
+                         const blob_attr *msg)
+{
+    if (msg == nullptr) {
+        modem_replyresult(request, "error: msg is nil");
+        return true;
+    }
+    for (std::size_t i = 0; i < count; i++) {
+        if (arguments[i] != nullptr) continue;
+        modem_replyresult(request, "error: msg has no %s", policy[i].name);
+        return true;
+    }
+    return false;
+}
+
+bool modem_refuseinit(const modem_request &request)
+{
+    if (std::string_view(pmod->published.info.kelvantorium.state) != "init") return false;
+    modem_replyresult(request, "error: info.kelvantorium.state: init");
+    return true;
+}
+
+bool modem_refuseoffline(const modem_request &request)
+{
+    const modem_info &info = pmod->published.info;
+    if (std::string_view(info.kelvantorium.state) != "op") {
+        modem_replyresult(request, "error: info.kelvantorium.state: %s", info.kelvantorium.state);
+        return true;
+    }
+    if (std::string_view(info.network.state) == "disconnected") {
+        modem_replyresult(request, "error: info.network.state: disconnected");
+        return true;
+    }
+    return false;
+}
+
+bool modem_refuseempty(const modem_request &request,
+                       const char *name,
+                       const blob_attr *argument,
+                       modem_field field)
+{
+    modem_copytext(field, blobmsg_get_string(const_cast<blob_attr *>(argument)));
+    if (field.text[0] != '\0') return false;
+    modem_replyresult(request, "error: %s is empty", name);
+    return true;
+}

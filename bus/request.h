@@ -1,0 +1,75 @@
+// What every method handler does with its request: arguments, refusals, the reply. Event loop.
+#pragma once
+
+#include <cstddef>
+
+#include <libubus.h>
+
+#include "core/text.h"
+
+// One call as its handler sees it.
+struct modem_request {
+    ubus_context *ctx;
+    ubus_request_data *req;
+};
+
+// Sizes the one reply buffer of the process for the largest reply, so that no handler allocates.
+// Once, at start-up. 0 or -1.
+int modem_preparereply();
+
+// A reply is begun, filled and sent once; `result` comes first. Sending always gives 0, which is
+// the handler's result: success and failure are told by `result` alone.
+void modem_beginreply();
+void modem_addreply(const char *name, const char *text);
+void *modem_opentable(const char *name);
+void modem_closetable(void *table);
+int modem_sendreply(const modem_request &request);
+
+// The whole reply is one `result`, at most 255 characters.
+[[gnu::format(printf, 2, 3)]] int modem_replyresult(const modem_request &request,
+                                                    const char *format,
+                                                    ...);
+
+// Splits the message into one slot per policy entry; an argument that is absent or of another
+// type leaves its slot null.
+void modem_splitarguments(const blobmsg_policy *policy,
+                          std::size_t count,
+                          blob_attr **arguments,
+                          blob_attr *msg);
+
+template <std::size_t N>
+void modem_splitarguments(const blobmsg_policy (&policy)[N],
+                          blob_attr *(&arguments)[N],
+                          blob_attr *msg)
+{
+    modem_splitarguments(policy, N, arguments, msg);
+}
+
+// Refusals: each replies its text and gives true when the request is refused.
+
+// "error: msg is nil", or "error: msg has no <name>" for the first of the `count` arguments
+// missing.
+bool modem_refusemissing(const modem_request &request,
+                         const blobmsg_policy *policy,
+                         std::size_t count,
+                         blob_attr *const *arguments,
+                         const blob_attr *msg);
+
+template <std::size_t N>
+bool modem_refusemissing(const modem_request &request,
+                         const blobmsg_policy (&policy)[N],
+                         blob_attr *const (&arguments)[N],
+                         const blob_attr *msg)
+{
+    return modem_refusemissing(request, policy, N, arguments, msg);
+}
+
+// The published state is "init".
+bool modem_refuseinit(const modem_request &request);
+// The published state is not "op", or the network is "disconnected".
+bool modem_refuseoffline(const modem_request &request);
+// Copies the argument's text into `field`, cut to its capacity; refuses an empty text.
+bool modem_refuseempty(const modem_request &request,
+                       const char *name,
+                       const blob_attr *argument,
+                       modem_field field);
