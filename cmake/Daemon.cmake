@@ -2,12 +2,47 @@
 find_package(Threads REQUIRED)
 
 add_library(daemon_objects OBJECT
+    at/ask.cpp
+    at/port.cpp
+    at/reply.cpp
+    at/sendat.cpp
+    at/timer.cpp
+    at/ussd.cpp
+    bus/get.cpp
+    bus/object.cpp
+    bus/raw.cpp
+    bus/request.cpp
+    config/init.cpp
+    config/initsteps.cpp
+    config/methods.cpp
+    config/settings.cpp
+    core/command.cpp
     core/cursor.cpp
+    core/modem.cpp
+    core/pause.cpp
+    core/pmod.cpp
+    core/thread.cpp
     core/trace.cpp
+    core/transition.cpp
+    core/worker.cpp
+    indicators/gpio.cpp
+    indicators/leds.cpp
+    indicators/slots.cpp
     monitor/defaults.cpp
     monitor/gnss.cpp
+    monitor/link.cpp
+    monitor/poll.cpp
     monitor/route.cpp
     monitor/signal.cpp
+    monitor/steps.cpp
+    sms/deliver.cpp
+    sms/list.cpp
+    sms/methods.cpp
+    sms/parts.cpp
+    sms/receive.cpp
+    sms/send.cpp
+    sms/submit.cpp
+    sms/text.cpp
 )
 add_library(daemon_main OBJECT core/main.cpp)
 
