@@ -6,4 +6,4 @@ add_executable(pure_tests
     monitor/signal_test.cpp
 )
 target_link_libraries(pure_tests PRIVATE daemon_objects GTest::gtest_main)
-gtest_discover_tests(pure_tests)
+gtest_discover_tests(pure_tests DISCOVERY_TIMEOUT 120)

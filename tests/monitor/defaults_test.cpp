@@ -31,11 +31,18 @@ TEST(defaults, eachWriterStaysInItsGroups)
 
     status = before;
     EXPECT_EQ(modem_setnetworkdefaults(status), 0);
-    EXPECT_STREQ(status.info.network.state, "disconnected");
-    EXPECT_STREQ(status.info.network.rssi, "-110.00");
-    EXPECT_STREQ(status.info.network.rsrp, "-100.00");
-    EXPECT_STREQ(status.info.network.sinr, "0.00");
-    EXPECT_STREQ(status.info.network.tx_counter, "0");
+    const auto &network = status.info.network;
+    EXPECT_STREQ(network.state, "disconnected");
+    EXPECT_STREQ(network.level, "no signal");
+    EXPECT_STREQ(network.rssi, "-110.00");
+    EXPECT_STREQ(network.rscp, "-124.00");
+    EXPECT_STREQ(network.ecio, "-20.00");
+    EXPECT_STREQ(network.rsrp, "-100.00");
+    EXPECT_STREQ(network.rsrq, "-20.00");
+    EXPECT_STREQ(network.sinr, "0.00");
+    EXPECT_STREQ(network.tx_counter, "0");
+    for (const char *word : {network.provider, network.type, network.ip, network.gateway})
+        EXPECT_STREQ(word, "none");
     EXPECT_TRUE(same(status.info.gnss, before.info.gnss));
     EXPECT_TRUE(same(status.info.modem, before.info.modem));
 
