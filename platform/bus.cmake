@@ -51,7 +51,7 @@ if(PkgConfig_FOUND)
 endif()
 if(NOT JSONC_FOUND)
     message(STATUS "json-c not found: the command line client ubus is left out")
-elseif(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/ubus/tool.c)
+else()
     add_executable(ubus
         ubus/print.c
         ubus/scan.c
