@@ -1,6 +1,8 @@
 // Calls on the bus, their replies flattened into paths.
 #include "simulator/router/bus.h"
 
+#include <poll.h>
+
 #include <libubus.h>
 
 namespace
@@ -76,6 +78,13 @@ std::string bus_reply::operator[](const std::string &path) const
 bus_client::bus_client() : context(ubus_connect(nullptr), [](ubus_context *old) { ubus_free(old); })
 {
     uloop_done();  // synchronous calls need no loop, and the loop would keep SIGINT to itself
+}
+
+bool bus_client::connected() const
+{
+    if (context == nullptr) return false;
+    pollfd socket = {context->sock.fd, POLLRDHUP, 0};
+    return poll(&socket, 1, 0) == 0;
 }
 
 bool bus_client::has(const std::string &object)

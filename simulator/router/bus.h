@@ -31,13 +31,10 @@ using bus_arguments = std::vector<std::pair<std::string, bus_value>>;
 class bus_client
 {
 public:
-    // Connects; see connected().
+    // Connects, if the broker lets it.
     bus_client();
 
-    bool connected() const
-    {
-        return context != nullptr;
-    }
+    bool connected() const;
     bool has(const std::string &object);
     // Status 4 without such an object, 7 after `limit` milliseconds.
     bus_reply call(const std::string &object,

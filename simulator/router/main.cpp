@@ -149,9 +149,7 @@ int main(int argc, char **argv)
     const std::string folder = programfolder();
     sandbox_enter();
     struct sigaction action = {};
-    action.sa_handler = [](int number) {
-        stopsignal = number;
-    };
+    action.sa_handler = [](int number) { stopsignal = number; };
     for (const int number : {SIGINT, SIGTERM, SIGHUP})
         sigaction(number, &action, nullptr);
     signal(SIGTSTP, SIG_IGN);

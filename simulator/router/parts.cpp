@@ -33,7 +33,7 @@ namespace
 struct part_row {
     const char *program;
     bool (*isready)();
-    const char *out;  // its standard output; null: inherited
+    const char *out;  // file of its standard output
 };
 
 bool hasobject(const char *name)
@@ -43,10 +43,10 @@ bool hasobject(const char *name)
 }
 
 const part_row rows[router_partcount] = {
-    {"log-collector", [] { return access("/dev/log", F_OK) == 0; }, nullptr},
-    {"ubusd", [] { return bus_client().connected(); }, nullptr},
-    {"network-service", [] { return hasobject("network.simulator"); }, nullptr},
-    {"modem-simulator", [] { return hasobject("simulator"); }, nullptr},
+    {"log-collector", [] { return access("/dev/log", F_OK) == 0; }, "/dev/null"},
+    {"ubusd", [] { return bus_client().connected(); }, "/dev/null"},
+    {"network-service", [] { return hasobject("network.simulator"); }, "/dev/null"},
+    {"modem-simulator", [] { return hasobject("simulator"); }, "/dev/null"},
     {"kelvantorium", [] { return hasobject("kelvantorium"); }, router_outpath},
 };
 
@@ -79,10 +79,9 @@ void router_parts::setcommand(router_part part, const std::vector<std::string> &
 
 bool router_parts::launch(router_part part)
 {
-    const char *out = rows[static_cast<std::size_t>(part)].out;
     process &child = at(part);
     child.status.reset();
-    child.pid = process_start(child.argv, {.out = out != nullptr ? out : ""});
+    child.pid = process_start(child.argv, {.out = rows[static_cast<std::size_t>(part)].out});
     return child.pid > 0;
 }
 
