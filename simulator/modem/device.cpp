@@ -19,6 +19,14 @@ namespace
 
 constexpr const char *portpaths[port_count] = {modem_atportpath, modem_secondportpath};
 
+// Writes as much as there is room for; the loop calls again for the rest.
+void writeport(device_port &own)
+{
+    const ssize_t written = write(own.fd, own.unwritten.data(), own.unwritten.size());
+    if (written > 0) own.unwritten.erase(0, static_cast<std::size_t>(written));
+    (void)uloop_fd_add(&own, own.unwritten.empty() ? ULOOP_READ : ULOOP_READ | ULOOP_WRITE);
+}
+
 void readport(uloop_fd *watch, unsigned int)
 {
     device_port &own = *static_cast<device_port *>(watch);
@@ -60,6 +68,7 @@ void closeport(device_port &own)
     if (own.slave >= 0) close(own.slave);
     if (own.fd >= 0) close(own.fd);
     own.slave = own.fd = -1;
+    own.unwritten.clear();
     std::error_code error;  // a link that is already gone is as good
     std::filesystem::remove(own.link, error);
 }
@@ -111,11 +120,10 @@ void pump(device &modem)
 {
     const milliseconds now = clocknow();
     for (const port where : {at_port, second_port}) {
-        const std::string due = take(modem.model, where, now);
-        // What nobody reads is lost once the terminal is full, as in a real port.
-        if (!modem.plugged || due.empty()) continue;
-        const ssize_t written = write(modem.ports[where].fd, due.data(), due.size());
-        (void)written;
+        device_port &own = modem.ports[where];
+        own.unwritten += take(modem.model, where, now);
+        if (!modem.plugged) own.unwritten.clear();
+        if (!own.unwritten.empty()) writeport(own);
     }
     (void)uloop_timeout_cancel(&modem.timer);  // fails when it is not armed
     const std::optional<milliseconds> next = nextdue(modem.model);

@@ -19,6 +19,7 @@ struct device_port : uloop_fd {
     port where = at_port;
     int slave = -1;  // kept open, so that the master never sees a hang-up
     std::string link;
+    std::string unwritten;  // what the terminal had no room for
 };
 
 struct device_timer : uloop_timeout {
