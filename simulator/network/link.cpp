@@ -62,7 +62,12 @@ bool setup(const char *interface, bool up)
 bool link_setaddress(const char *interface, const char *address)
 {
     return changeaddress(interface, SIOCSIFADDR, address) &&
-           changeaddress(interface, SIOCSIFNETMASK, "255.255.255.0") && setup(interface, true);
+           changeaddress(interface, SIOCSIFNETMASK, "255.255.255.0") && link_up(interface);
+}
+
+bool link_up(const char *interface)
+{
+    return setup(interface, true);
 }
 
 bool link_down(const char *interface)

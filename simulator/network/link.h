@@ -4,6 +4,8 @@
 // Brings the interface up with an IPv4 address of a /24 network. False: see errno.
 bool link_setaddress(const char *interface, const char *address);
 
+bool link_up(const char *interface);
+
 // Takes the interface down; its address and routes go with that.
 bool link_down(const char *interface);
 

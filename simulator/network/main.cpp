@@ -52,8 +52,7 @@ void takedown()
     (void)uloop_timeout_cancel(&network.appear);
     if (!link_down(interface)) complain("network-service: usb0");
     // Takes a default route there along; the other end of the pair must stay up.
-    (void)link_down(otherinterface);
-    (void)link_setaddress(otherinterface, "0.0.0.0");
+    if (!link_down(otherinterface) || !link_up(otherinterface)) complain("network-service: modem0");
 }
 
 void hang()

@@ -20,6 +20,7 @@ using namespace std::chrono_literals;
 namespace
 {
 
+constexpr char pidpath[] = "/run/kelvantorium.pid";  // the daemon's, for commands
 constexpr char usage[] =
     "usage: router [options] [command [arguments]]\n"
     "  --config FILE           the settings package instead of the default one\n"
@@ -127,6 +128,8 @@ int runrouter(const router_options &options, const std::string &folder)
         std::fprintf(stderr, "router: %s\n", parts.error().c_str());
         return 1;
     }
+    if (options.use[static_cast<int>(router_part::daemon)])
+        write_file(pidpath, std::to_string(parts.pid(router_part::daemon)) + "\n");
     int result = runcommand(options.command, folder);
     // A running exchange with the modem is finished first, and it may wait for its time-out.
     if (const auto status = parts.stop(router_part::daemon, 120s)) {
