@@ -39,7 +39,7 @@ using information = std::vector<std::string>;
 struct command {
     std::string_view name;  // after "AT", upper case
     outcome (*run)(modem_model &modem, const request &asked, information &lines);
-    std::string_view accepted = {};  // of `remember`: first arguments, blank-separated; empty: all
+    std::string_view accepted = {};  // first arguments, blank-separated; empty: all
 };
 
 std::span<const command> basiccommands();    // framing, identity, settings, lines

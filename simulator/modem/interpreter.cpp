@@ -123,6 +123,18 @@ const command *findcommand(std::string_view segment)
     return nullptr;
 }
 
+// Whether the blank-separated `words` hold the argument; no words: anything goes.
+bool isaccepted(std::string_view words, std::string_view argument)
+{
+    bool found = words.empty();
+    while (!found && !words.empty()) {
+        const std::string_view word = words.substr(0, words.find(' '));
+        found = word == argument;
+        words.remove_prefix(std::min(words.size(), word.size() + 1));
+    }
+    return found;
+}
+
 outcome runsegment(modem_model &modem, port where, std::string_view segment, information &lines)
 {
     if (segment.empty()) return {};
@@ -140,10 +152,7 @@ outcome runsegment(modem_model &modem, port where, std::string_view segment, inf
         asked.raw = rest;
         asked.arguments = splitarguments(rest);
     }
-    if (asked.how == form::set && !row->accepted.empty()) {
-        const std::string words = " " + std::string(row->accepted) + " ";
-        if (words.find(" " + asked.arguments[0] + " ") == std::string::npos) return failed;
-    }
+    if (asked.how == form::set && !isaccepted(row->accepted, asked.arguments[0])) return failed;
     return row->run(modem, asked, lines);
 }
 
@@ -151,8 +160,9 @@ outcome runsegment(modem_model &modem, port where, std::string_view segment, inf
 
 std::string framed(const modem_model &modem, std::string_view line)
 {
-    const char *before = modem.session.verbose ? "\r\n" : "";
-    return before + std::string(line) + "\r\n";
+    std::string out = modem.session.verbose ? "\r\n" : "";
+    out.append(line).append("\r\n");
+    return out;
 }
 
 std::string execute(modem_model &modem, port where, std::string_view line)

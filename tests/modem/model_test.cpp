@@ -48,6 +48,8 @@ TEST(modem, repliesAreFramedAsTheDaemonReadsThem)
         {"no message at an index", "AT+CMGR=3", "\r\nOK\r\n"},
         {"index beyond the storage", "AT+CMGR=11", "\r\n+CMS ERROR: Invalid memory index\r\n"},
         {"value not accepted", "AT+CFUN=9", "\r\n+CME ERROR: Incorrect parameters\r\n"},
+        {"word not accepted", "AT+CNMP=3", "\r\nERROR\r\n"},
+        {"last word accepted", "AT+CNMP=38", "\r\nOK\r\n"},
         {"storage", "AT+CPMS?", "\r\n+CPMS: \"SM\",0,10,\"SM\",0,10,\"SM\",0,10\r\n\r\nOK\r\n"},
     };
     for (const auto &row : rows) {
