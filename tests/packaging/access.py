@@ -1,0 +1,21 @@
+"""The access files name every method of the object once, nothing else, and grant no program."""
+import glob
+import json
+import sys
+
+METHODS = ["at_send", "get", "reinit", "set", "sms_clear", "sms_get", "sms_send", "ussd_send"]
+
+broker = {}
+for path in glob.glob(sys.argv[1] + "/acl.d/*.json"):
+    grant = json.load(open(path))
+    broker[grant.pop("group")] = sorted(grant["access"].pop("kelvantorium")["methods"])
+    assert grant == {"access": {}}, path
+assert sorted(sum(broker.values(), [])) == METHODS, broker
+
+web = {}
+for group, grant in json.load(open(sys.argv[1] + "/kelvantorium.rpcd.json")).items():
+    grants = [grant.get("read", {}), grant.get("write", {})]
+    web[group] = sorted(sum((g.get("ubus", {}).pop("kelvantorium", []) for g in grants), []))
+    for rights in grants:
+        assert set(rights) <= {"ubus", "uci"} and not rights.get("ubus"), group
+assert web == broker, (web, broker)

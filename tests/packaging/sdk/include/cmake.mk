@@ -1,0 +1,1 @@
+# The recipe configures through CMAKE_OPTIONS; nothing is compiled here.
