@@ -53,7 +53,9 @@ foreach(objects IN ITEMS daemon_objects daemon_main)
     target_link_libraries(${objects} PUBLIC platform::ubus platform::ubox platform::uci)
 endforeach()
 
-# Linked with the C driver: the target has no C++ runtime, and this keeps it so.
+# Linked with the C driver, and without the C++ runtime that CMake would add on its own for C++
+# objects: the target has none, and this keeps it so. C++ programs get it from their own driver.
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
 add_executable(kelvantorium $<TARGET_OBJECTS:daemon_main> $<TARGET_OBJECTS:daemon_objects>)
 set_target_properties(kelvantorium PROPERTIES
     LINKER_LANGUAGE C

@@ -163,8 +163,7 @@ std::string_view modem_getword(std::string_view reply, const char *marker)
     if (marker != nullptr) {
         while (!at.rest.empty() && (at.rest.front() == '\r' || at.rest.front() == '\n'))
             at.rest.remove_prefix(1);
-        if (!at.rest.starts_with(marker)) return {};
-        (void)modem_skippast(at, marker);
+        if (at.rest.find(marker) != 0 || !modem_skippast(at, marker)) return {};
     }
     return modem_takeword(at);
 }
