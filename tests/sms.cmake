@@ -1,0 +1,14 @@
+# The SMS subsystem; in the sandbox, whose /root takes the list file.
+if(NOT KELVANTORIUM_ROUTER)
+    return()
+endif()
+
+add_executable(sms_tests
+    sms/deliver_test.cpp
+    sms/list_test.cpp
+    sms/receive_test.cpp
+    sms/submit_test.cpp
+    sms/text_test.cpp
+)
+target_link_libraries(sms_tests PRIVATE daemon_objects test_support)
+gtest_discover_tests(sms_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

@@ -1,0 +1,265 @@
+// Decoding of received PDUs: the profile, the codings, and everything that must be dropped.
+#include "sms/deliver.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "sms/text.h"
+#include "tests/sms/traces.h"
+
+namespace
+{
+
+using namespace std::string_literals;
+
+const std::string centre = "07919761989901F0";
+const std::string digits = "0B919761214365F7";
+const std::string timestamp = "42116171204021";
+
+// ABCDEFGH, 7-bit, without a header; the same as the parts of other PDUs here.
+const std::string plain = centre + "04" + digits + "0000" + timestamp + "0841E19058341E91";
+const std::string ucs2 = centre + "24" + digits + "0008" + timestamp + "06041F04400438";
+// "Hello", part 1 of 2 with reference 3A: seven septets are header.
+const std::string narrow = centre + "44" + digits + "0010" + timestamp + "0C0500033A0201906536FB0D";
+// "World", part 2 of 3 with reference 1234: eight septets are header.
+const std::string wide = centre + "60" + digits + "0000" + timestamp + "0D06080412340302D7B79C4D06";
+
+std::string with(const std::string &hex, std::size_t octet, const std::string &value)
+{
+    return std::string(hex).replace(2 * octet, value.size(), value);
+}
+
+// Decodes out of buffers of the very size, so that a sanitizer sees any octet read beyond.
+bool decode(const std::string &hex, modem_deliver &message)
+{
+    std::vector<std::uint8_t> octets(hex.size() / 2);
+    modem_hextobin(hex, octets);
+    const std::vector<char> text(hex.begin(), hex.end());
+    return modem_decodedeliver({text.data(), text.size()}, octets, message);
+}
+
+struct text_case {
+    const char *name;
+    std::string pdu;
+    std::string sender;
+    std::string text;
+    unsigned length;
+};
+
+TEST(deliver, decodesWhatFitsTheProfile)
+{
+    const std::string of70 = centre + "04" + digits + "0008" + timestamp + "8C";
+    std::string seventy;
+    for (int i = 0; i < 70; i++)
+        seventy += "0410";
+    const std::string of160 = centre + "04" + digits + "0000" + timestamp + "A0";
+    std::string packed;
+    for (int i = 0; i < 20; i++)
+        packed += "783C1E8FC7E3F1";
+    const std::string eightbit = centre + "04" + digits + "0004" + timestamp;
+    const std::string name = centre + "04";
+    const std::string rest = "0000" + timestamp + "0841E19058341E91";
+    const std::string number = "79161234567";
+    const text_case cases[] = {
+        {"7-bit", plain, number, "ABCDEFGH", 8},
+        {"ucs2", ucs2, number, "\xCF\xF0\xE8", 3},
+        {"7-bit part, narrow header", narrow, number, "Hello", 5},
+        {"7-bit part, wide header", wide, number, "World", 5},
+        {"70 ucs2 characters", of70 + seventy, number, std::string(70, '\xC0'), 70},
+        {"octets behind the 70th are cut",
+         of70 + seventy + "04100410",
+         number,
+         std::string(70, '\xC0'),
+         70},
+        {"an odd last octet is no character", ucs2 + "04", number, "\xCF\xF0\xE8", 3},
+        {"one octet of ucs2 is no text", with(ucs2, 26, "0104").substr(0, 56), number, "", 0},
+        {"160 septets", of160 + packed, number, std::string(160, 'x'), 160},
+        {"8-bit", eightbit + "03CFF0E8", number, "\xCF\xF0\xE8", 3},
+        {"8-bit goes by the octets, not TP-UDL", eightbit + "01CFF0E8", number, "\xCF\xF0\xE8", 3},
+        {"a NUL ends the text", eightbit + "03410042", number, "A", 3},
+        {"7-bit, empty", with(plain, 26, "00"), number, "", 0},
+        {"name of 7", name + "0ED0C2303BEC1E9701" + rest, "Balance", "ABCDEFGH", 8},
+        {"name of 11 in 10 octets",
+         name + "14D0CDB738CD2E43C379190D" + rest,
+         "MobilePay2",
+         "ABCDEFGH",
+         8},
+        {"name beyond the field",
+         name + "28D041E19058341E9149E592D9743EA151E9945AB502" + rest,
+         "ABCDEFGHIJKLMNO",
+         "ABCDEFGH",
+         8},
+        {"number beyond the field",
+         name + "1491112233445566778899AA" + rest,
+         "112233445566778",
+         "ABCDEFGH",
+         8},
+        {"no number", name + "0091" + rest, "", "ABCDEFGH", 8},
+    };
+    for (const text_case &c : cases) {
+        modem_deliver message;
+        ASSERT_TRUE(decode(c.pdu, message)) << c.name;
+        EXPECT_EQ(message.sender, c.sender) << c.name;
+        EXPECT_EQ(message.text, c.text) << c.name;
+        EXPECT_EQ(message.length, c.length) << c.name;
+        EXPECT_STREQ(message.timestamp, "16-11-2024 17:02:04") << c.name;
+    }
+}
+
+TEST(deliver, impossibleTimeIsCutAtItsField)
+{
+    modem_deliver message;
+    ASSERT_TRUE(decode(with(plain, 19, "FFFFFFFFFFFFFF"), message));
+    EXPECT_STREQ(message.timestamp, "165-165-20165 165:1");
+}
+
+struct header_case {
+    const char *name;
+    std::string pdu;
+    bool islong;
+    std::vector<unsigned> values;  // reference, parts, part
+};
+
+TEST(deliver, headersGiveReferencePartsAndPart)
+{
+    const header_case cases[] = {
+        {"narrow", narrow, true, {0x3A, 0, 2, 1}},
+        {"wide", wide, true, {0x12, 0x34, 3, 2}},
+        {"nine parts are six", with(narrow, 31, "09"), true, {0x3A, 0, 6, 1}},
+        {"sixth of six", with(narrow, 31, "0606"), true, {0x3A, 0, 6, 6}},
+        {"a single part is complete", with(narrow, 31, "01"), false, {0x3A, 0, 1, 1}},
+        {"so is one of none", with(narrow, 31, "00"), false, {0x3A, 0, 0, 1}},
+    };
+    for (const header_case &c : cases) {
+        modem_deliver message;
+        ASSERT_TRUE(decode(c.pdu, message)) << c.name;
+        EXPECT_EQ(message.islong, c.islong) << c.name;
+        EXPECT_EQ((std::vector<unsigned>{
+                      message.randref[0], message.randref[1], message.countparts, message.part}),
+                  c.values)
+            << c.name;
+    }
+}
+
+struct drop_case {
+    const char *name;
+    std::string pdu;
+    std::string complaint;
+};
+
+TEST(deliver, dropsWithTheCauseTraced)
+{
+    const drop_case cases[] = {
+        {"27 octets", plain.substr(0, 54), "nbytes=27<28"},
+        {"no service centre", with(plain, 0, "00"), "TP-SCA[0]=0x00 != 0x07"},
+        {"national centre", with(plain, 1, "81"), "TP-SCA[1]=0x81 != 0x91"},
+        {"more messages waiting",
+         with(plain, 8, "00"),
+         "PDU-TYPE=0x00 != 0x04 != 0x24 != 0x40 != 0x44 != 0x60 != 0x64"},
+        {"national sender", with(plain, 10, "81"), "TP-OA[1]=0x81 != 0x91 != 0xD0"},
+        {"address beyond the end", with(plain, 9, "FF"), "nbytes=34<139"},
+        {"nothing behind the address", with(plain, 9, "1B"), "nbytes=34<35"},
+        {"protocol", with(plain, 17, "41"), "ibuf=17 TP-PID=0x41 != 0x00"},
+        {"header length", with(narrow, 27, "04"), "TP-UDH[0]=0x04 != 0x05 != 0x06"},
+        {"not concatenation", with(narrow, 28, "05"), "TP-UDH[1]=0x05 != 0x00"},
+        {"narrow header, wide element", with(narrow, 29, "04"), "TP-UDH[2]=0x04 != 0x03"},
+        {"wide header, narrow element", with(wide, 28, "0003"), "TP-UDH[1]=0x00 != 0x08"},
+        {"wide header, odd length", with(wide, 29, "03"), "TP-UDH[2]=0x03 != 0x04"},
+        {"header beyond the end", narrow.substr(0, 2 * 30), "nbytes=30<33"},
+        {"seventh part", with(narrow, 32, "07"), "TP-UDH[5](num part)=0x07 > 0x06"},
+        {"seventh part, wide", with(wide, 33, "07"), "TP-UDH[6](num part)=0x07 > 0x06"},
+        {"part 0", with(narrow, 32, "00"), "TP-UDH[5](num part)=0x00 < 0x01"},
+        {"161 septets", with(plain, 26, "A1"), "output_sms_text_length=161 > 160"},
+        {"141 octets of ucs2", with(ucs2, 26, "8D"), "output_sms_text_length=141 > 140"},
+        {"141 octets", with(with(ucs2, 18, "04"), 26, "8D"), "output_sms_text_length=141 > 140"},
+        {"fewer septets than announced",
+         with(plain, 26, "09"),
+         "decoded_sms_text_size=8 != output_sms_text_length=9"},
+    };
+    for (const drop_case &c : cases) {
+        modem_deliver message;
+        bool decoded = true;
+        const std::string text = tracesof([&] { decoded = decode(c.pdu, message); });
+        EXPECT_FALSE(decoded) << c.name;
+        EXPECT_TRUE(text.ends_with("modem_readsms: ERROR " + c.complaint + "\n")) << text;
+    }
+}
+
+TEST(deliver, sixDataCodingsAreSupported)
+{
+    for (unsigned dcs = 0; dcs < 256; dcs++) {
+        char hex[3];
+        modem_bintohex(dcs, hex);
+        const bool supported =
+            dcs == 0x00 || dcs == 0x10 || dcs == 0x04 || dcs == 0x14 || dcs == 0x08 || dcs == 0x18;
+        modem_deliver message;
+        bool decoded = !supported;
+        const std::string text = tracesof([&] { decoded = decode(with(plain, 18, hex), message); });
+        EXPECT_EQ(decoded, supported) << dcs;
+        char line[64];
+        std::snprintf(line, sizeof(line), "modem_readsms: TP-DCS=%02x NOT SUPPORT\n", dcs);
+        EXPECT_EQ(text.ends_with(line), !supported) << dcs;
+    }
+}
+
+TEST(deliver, everyShortenedPduIsJudgedWithinItsOctets)
+{
+    for (const std::string &pdu : {plain, narrow, wide}) {
+        for (std::size_t length = 0; length + 2 < pdu.size(); length += 2) {
+            modem_deliver message;
+            EXPECT_FALSE(decode(pdu.substr(0, length), message)) << pdu << " cut at " << length;
+        }
+    }
+    for (std::size_t length = 0; length < ucs2.size(); length += 2) {
+        modem_deliver message;
+        const bool decoded = decode(ucs2.substr(0, length), message);
+        EXPECT_EQ(decoded, length >= 56) << length;
+        if (!decoded) continue;
+        EXPECT_EQ(message.text, "\xCF\xF0\xE8"s.substr(0, (length - 54) / 4)) << length;
+    }
+}
+
+TEST(deliver, tracesTheWayThroughAPart)
+{
+    modem_deliver message;
+    EXPECT_EQ(tracesof([&] { (void)decode(narrow, message); }),
+              "modem_readsms: sender_phone_number=79161234567\n"
+              "modem_readsms: timestamp=16-11-2024 17:02:04, timezone=12\n"
+              "modem_readsms: TP-UDH[4](count parts)=0x02\n"
+              "modem_readsms: TP-UDH[5](num part)=0x01\n"
+              "modem_readsms: TP-UDL=12, buffer_length=5\n"
+              "modem_readsms: TP-DCS=7-bit\n");
+}
+
+struct reply_case {
+    const char *name;
+    std::string reply;
+    int result;
+    std::optional<std::string> hex;
+    std::string trace;
+};
+
+TEST(deliver, findsThePduInTheReply)
+{
+    const std::string noend = "modem_readsms: \"\\r\\n\\r\\nOK\" not found\n";
+    const std::string nohead = "modem_readsms: \"+CMGR:\" not found\n";
+    const reply_case cases[] = {
+        {"message", "\r\n+CMGR: 1,,23\r\n0791\r\n\r\nOK\r\n", 0, "0791", ""},
+        {"any case", "\r\n+cmgr: 1,,23\r\n0791\r\n\r\nok\r\n", 0, "0791", ""},
+        {"no blank line", "\r\n+CMGR: 1,,23\r\n0791\r\nOK\r\n", 2, {}, noend},
+        {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2, {}, nohead},
+        {"header line behind the end", "0791\r\n\r\nOK\r\n+CMGR: 1\r\n", 2, {}, nohead},
+        {"nothing behind the header line", "\r\n+CMGR: 1,,0\r\n\r\nOK\r\n", 0, {}, ""},
+    };
+    for (const reply_case &c : cases) {
+        std::optional<std::string_view> hex;
+        int result = -1;
+        EXPECT_EQ(tracesof([&] { result = modem_findpdu(c.reply, hex); }), c.trace) << c.name;
+        EXPECT_EQ(result, c.result) << c.name;
+        EXPECT_EQ(hex, c.hex) << c.name;
+    }
+}
+
+}  // namespace

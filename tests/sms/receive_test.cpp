@@ -1,0 +1,152 @@
+// Messages from the modem's storage to the ring, and the exchange that sends one.
+#include "sms/receive.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "core/text.h"
+#include "sms/list.h"
+#include "sms/send.h"
+#include "tests/sms/rig.h"
+#include "tests/sms/traces.h"
+
+namespace
+{
+
+constexpr unsigned timeout = 60000;  // ms, never reached
+
+// A part as four characters: reference, parts, number, and the single character of its 8-bit text.
+std::string pdu(const std::string &part, char sender = '1')
+{
+    char hex[128];
+    std::snprintf(hex,
+                  sizeof(hex),
+                  "07919761989901F0440B91976121436%cF70004421161712040210806080400%02X0%c0%c%02X",
+                  sender,
+                  part[0] - '0',
+                  part[1],
+                  part[2],
+                  part[3]);
+    return hex;
+}
+
+int receive(const rig &modem, const std::string &hex)
+{
+    modem.answer("\r\n+CMGR: 0,,23\r\n" + hex + "\r\n\r\nOK\r\n");
+    return modem_readsms(modem.state.get(), 7, timeout);
+}
+
+std::vector<std::string> stored(const rig &modem)
+{
+    std::vector<std::string> texts;
+    for (std::int32_t i = 0; i < modem.state->sms_list.numsms; i++)
+        texts.emplace_back(modem.state->sms_list.entries[i].text);
+    return texts;
+}
+
+struct assembly_case {
+    const char *name;
+    std::vector<std::string> parts;
+    std::vector<std::string> texts;
+};
+
+TEST(sms, partsJoinInOrder)
+{
+    const assembly_case cases[] = {
+        {"in order", {"921a", "922b"}, {"ab"}},
+        {"second part first", {"922b", "921a"}, {"ab"}},
+        {"one is missing", {"931a", "933c"}, {}},
+        {"interleaved", {"921a", "822d", "922b", "821c"}, {"ab", "cd"}},
+        {"a part that comes twice counts twice", {"921a", "921x"}, {"x"}},
+        {"a reference is used again", {"921a", "922b", "921c", "922d"}, {"ab", "cd"}},
+        {"reference zero", {"021a", "022b"}, {"ab"}},
+        {"a single part waits for nothing", {"911a"}, {"a"}},
+        {"six of eight", {"987g", "986f", "985e", "984d", "983c", "982b", "981a"}, {"abcdef"}},
+        // 1 to 4 take entries 5 to 2; 5 takes the first, which 6 takes over.
+        {"the sixth reference takes the first entry",
+         {"121a", "221b", "321c", "421d", "521e", "621f", "622F", "122A"},
+         {"fF", "aA"}},
+    };
+    for (const assembly_case &c : cases) {
+        const rig modem;
+        for (const std::string &part : c.parts)
+            EXPECT_EQ(receive(modem, pdu(part)), 0) << c.name;
+        EXPECT_EQ(stored(modem), c.texts) << c.name;
+    }
+}
+
+TEST(sms, completingPartGivesTheSender)
+{
+    const rig modem;
+    receive(modem, pdu("322b", '1'));
+    EXPECT_TRUE(tracesof([&] { receive(modem, pdu("321a", '5')); })
+                    .ends_with("modem_readsms: output_sms_text[1]=a\n"
+                               "modem_readsms: find randref: recvparts=2, countparts=2\n"
+                               "modem_readsms: output_sms_text_length=3 message[1]=ab\n"));
+    EXPECT_STREQ(modem.state->sms_list.entries[0].phone, "79161234567");
+    EXPECT_EQ(modem.command(), "AT+CMGR=7\r");
+    EXPECT_EQ(modem.state->longsms_table[4].recvparts, 0U);
+}
+
+struct reply_case {
+    const char *name;
+    std::string reply;
+    int result;
+};
+
+TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
+{
+    const reply_case cases[] = {
+        {"bare OK", "\r\nOK\r\n", 2},
+        {"error", "\r\n+CMS ERROR: 321\r\n", 2},
+        {"no PDU", "\r\n+CMGR: 0,,0\r\n\r\nOK\r\n", 0},
+        {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2},
+        {"malformed", "\r\n+CMGR: 0,,2\r\n0791\r\n\r\nOK\r\n", 0},
+        {"PDU longer than the buffer",
+         "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n",
+         0},
+    };
+    const rig modem;
+    for (const reply_case &c : cases) {
+        modem.answer(c.reply);
+        EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), c.result) << c.name;
+    }
+    EXPECT_EQ(modem.state->sms_list.numsms, 0);
+    modem.state->ismodemconnect = 0;
+    EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), -1);
+}
+
+TEST(sms, ringGoesOnAtTheFirstPosition)
+{
+    const rig modem;
+    sms_list &list = modem.state->sms_list;
+    list.numsms = 31;
+    for (const char *text : {"32nd", "33rd"})
+        modem_appendsms(modem.state.get(), "1", "2", text);
+    EXPECT_EQ(list.numsms, 1);
+    EXPECT_STREQ(list.entries[31].text, "32nd");
+    EXPECT_STREQ(list.entries[0].text, "33rd");
+    sms_list loaded = {};
+    EXPECT_EQ(modem_readlist(loaded, "/root/listsms.kelvantorium"), 0);
+    EXPECT_EQ(std::memcmp(&loaded, &list, sizeof(list)), 0);
+}
+
+TEST(sms, sendsAfterThePrompt)
+{
+    const rig modem;
+    modem_copytext(modem.state->sms_text, "A");
+    modem.answer("\r\n> ");
+    modem.answer("\r\n+CMGS: 1\r\n\r\nOK\r\n");
+    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), "79161234567", timeout), 0);
+    EXPECT_EQ(modem.command(), "AT+CMGS=15\r");
+    EXPECT_EQ(modem.command(), "0001000B919761214365F70008020041\x1A\r");
+    modem.answer("\r\nERROR\r\n");
+    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), "1", timeout), 2);
+    EXPECT_EQ(modem.command(), "AT+CMGS=10\r");
+    const std::string endless(59, '1');
+    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), endless.c_str(), timeout), 2);
+    EXPECT_EQ(modem.command(), "") << "what does not fit is not sent";
+}
+
+}  // namespace
