@@ -8,10 +8,9 @@ set(daemon_clockless
     $<FILTER:$<TARGET_OBJECTS:daemon_objects>,EXCLUDE,core/pause|at/timer>)
 
 add_executable(daemon_tests
-    #S at/sendat_test.cpp
+    at/sendat_test.cpp
     config/init_test.cpp
-    #S config/settings_test.cpp
-    #S core/worker_test.cpp
+    core/worker_test.cpp
     daemon/bench.cpp
     ${daemon_clockless}
 )

@@ -25,9 +25,11 @@
 namespace
 {
 
+std::mutex recordlock;  // over the two lists, which the worker's thread writes too
 std::vector<std::string> loglines;
 std::vector<unsigned> pauselist;
 std::string silent;
+unsigned realtimeout;
 modem_state *bench_state;
 
 simulator::milliseconds clock_now()
@@ -66,11 +68,13 @@ extern "C" void syslog(int priority, const char *format, ...)
     va_start(arguments, format);
     (void)std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
+    const std::lock_guard guard(recordlock);
     loglines.push_back(std::to_string(priority) + " " + text);
 }
 
 void modem_pause(unsigned ms)
 {
+    const std::lock_guard guard(recordlock);
     if (ms > 1) pauselist.push_back(ms);
 }
 
@@ -84,6 +88,8 @@ int modem_settimer(int fd, unsigned ms)
     itimerspec timer = {};
     if (ms > 0 && is_silent(bench_state->atcmd)) {
         timer.it_value.tv_nsec = 1;
+    } else if (ms > 0 && realtimeout > 0) {
+        timer.it_value.tv_nsec = realtimeout * 1000000L;
     } else if (ms > 0) {
         timer.it_value.tv_sec = 600;
     }
@@ -100,6 +106,7 @@ modem_bench::modem_bench() : state(std::make_unique<modem_state>()), masters{-1,
     loglines.clear();
     pauselist.clear();
     silent.clear();
+    realtimeout = 0;
     bench_state = state.get();
     masters[0] = open_pty(modem_atportpath);
     masters[1] = open_pty(modem_secondportpath);
@@ -181,17 +188,24 @@ std::vector<std::string> modem_bench::commands(std::size_t count)
 
 std::vector<std::string> modem_bench::log()
 {
+    const std::lock_guard guard(recordlock);
     return loglines;
 }
 
 std::vector<unsigned> modem_bench::pauses()
 {
+    const std::lock_guard guard(recordlock);
     return pauselist;
 }
 
 void modem_bench::silence(const std::string &command)
 {
     silent = command;
+}
+
+void modem_bench::timeout(unsigned ms)
+{
+    realtimeout = ms;
 }
 
 void modem_bench::configure(const std::string &text)

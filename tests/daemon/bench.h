@@ -39,6 +39,8 @@ public:
     static std::vector<unsigned> pauses();
     // No command that begins like this is answered; its time-out comes at once. Empty: none.
     static void silence(const std::string &command);
+    // Every exchange times out after so many ms, below 1000; 0: practically never.
+    static void timeout(unsigned ms);
     // Writes the configuration package; empty removes it.
     static void configure(const std::string &text);
 
