@@ -37,13 +37,12 @@ int uci_open(const char *path, int flags, unsigned mode, int lock, int *fd)
         if (*fd < 0) return is_absent(errno) ? UCI_ERR_NOTFOUND : UCI_ERR_IO;
         struct stat ours;
         struct stat named;
-        int result = UCI_OK;
-        if (fstat(*fd, &ours) != 0)
-            result = UCI_ERR_IO;
-        else if (!S_ISREG(ours.st_mode))
+        const bool known = fstat(*fd, &ours) == 0;
+        int result = UCI_ERR_IO;
+        if (known && !S_ISREG(ours.st_mode))
             result = UCI_ERR_NOTFOUND;
-        else if (wait_for_lock(*fd, lock) != 0)
-            result = UCI_ERR_IO;
+        else if (known && wait_for_lock(*fd, lock) == 0)
+            result = UCI_OK;
         /* Whoever held the lock may have put a new file in its place. */
         const bool same = result != UCI_OK || stat(path, &named) != 0 ||
                           (named.st_dev == ours.st_dev && named.st_ino == ours.st_ino);

@@ -40,22 +40,32 @@ static int apply_line(struct uci_package *p, char *line)
     return uci_apply(p, &change);
 }
 
+/* Applies the lines to `p` unless that is null. `*sound` is the length of the whole lines: a writer
+ * that dies leaves a torn last one, which counts for nothing. */
+static int read_lines(int fd, struct uci_package *p, unsigned *applied, off_t *sound)
+{
+    struct uci_text text;
+    const int result = uci_text_open(&text, fd);
+    while (result == UCI_OK && *text.at != '\0') {
+        char *line = NULL;
+        char *surplus = NULL;
+        const int words = uci_text_word(&text, &line);
+        const int more = words > 0 ? uci_text_word(&text, &surplus) : words;
+        if (more < 0) break; /* an open quote reaches to the end of the file */
+        uci_text_next(&text);
+        if (text.at[-1] != '\n') break;
+        *sound = text.at - text.raw;
+        if (p != NULL && words > 0 && more == 0 && apply_line(p, line) == UCI_OK) (*applied)++;
+    }
+    uci_text_close(&text);
+    return result;
+}
+
 unsigned uci_read_pending(struct uci_package *p, int fd)
 {
     unsigned applied = 0;
-    struct uci_text text;
-    if (uci_text_open(&text, fd) == UCI_OK) {
-        while (*text.at != '\0') {
-            char *line = NULL;
-            char *surplus = NULL;
-            const int words = uci_text_word(&text, &line);
-            const int more = words > 0 ? uci_text_word(&text, &surplus) : words;
-            if (more < 0) break; /* an open quote reaches to the end of the file */
-            if (words > 0 && more == 0 && apply_line(p, line) == UCI_OK) applied++;
-            uci_text_next(&text);
-        }
-    }
-    uci_text_close(&text);
+    off_t sound = 0;
+    (void)read_lines(fd, p, &applied, &sound); /* what cannot be read stays pending */
     return applied;
 }
 
@@ -87,6 +97,9 @@ static void write_delta(FILE *file, const struct uci_package *p, const struct uc
 static int append_delta(struct uci_package *p, int fd)
 {
     if (uci_list_empty(&p->delta)) return UCI_OK;
+    off_t sound = 0;
+    if (read_lines(fd, NULL, NULL, &sound) != UCI_OK || ftruncate(fd, sound) != 0)
+        return UCI_ERR_IO;
     const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 0);
     FILE *file = copy < 0 ? NULL : fdopen(copy, "a");
     if (file == NULL) {

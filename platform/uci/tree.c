@@ -84,8 +84,14 @@ void uci_element_free(struct uci_element *e)
 
 void uci_list_free(struct uci_list *list)
 {
-    while (!uci_list_empty(list))
-        uci_element_free(list_to_element(list->next));
+    struct uci_element *e;
+    struct uci_element *next;
+    uci_foreach_element_safe(list, next, e)
+    {
+        free(e->name);
+        free(e);
+    }
+    uci_list_init(list);
 }
 
 struct uci_package *uci_package_new(struct uci_context *ctx, const char *name, const char *path)
