@@ -180,7 +180,9 @@ bool virtual_router::becomes(const std::string &path, const std::string &value)
 
 router_mark virtual_router::mark()
 {
-    return {read_file(router_logpath).size(), read_file(router_outpath).size(), commands().size()};
+    router_mark now = {read_file(router_logpath).size(), read_file(router_outpath).size(), 0};
+    now.command = std::strtoul(modem("state")["commands"].c_str(), nullptr, 10);
+    return now;
 }
 
 std::vector<std::string> virtual_router::log(const router_mark &since)
