@@ -36,3 +36,5 @@ function(add_fuzz_target name)
 endfunction()
 
 add_fuzz_target(replies)
+add_fuzz_target(sms)
+add_fuzz_target(text)
