@@ -1,9 +1,10 @@
-# The SMS subsystem; in the sandbox, whose /root takes the list file.
+# The SMS subsystem and the USSD reader; in the sandbox, whose /root takes the list file.
 if(NOT KELVANTORIUM_ROUTER)
     return()
 endif()
 
 add_executable(sms_tests
+    at/ussd_test.cpp
     sms/deliver_test.cpp
     sms/list_test.cpp
     sms/receive_test.cpp
