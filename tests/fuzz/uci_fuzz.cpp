@@ -1,0 +1,125 @@
+// Package and pending files of any octets: what can be read, a commit writes, and it reads back as
+// the same. An input is the package file, a NUL and the pending file.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+
+#include <uci.h>
+
+#include "fuzz/mutate.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+constexpr char name[] = "demo";
+
+// In memory where that is possible: every commit waits for the disk.
+struct folder {
+    folder()
+    {
+        std::string text = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+        text += "/uci-fuzz-XXXXXX";
+        fuzz_require(mkdtemp(text.data()) != nullptr, "a folder to work in");
+        path = text;
+        fs::create_directory(path / "config");
+        fs::create_directory(path / "save");
+    }
+    ~folder()
+    {
+        std::error_code error;
+        fs::remove_all(path, error);
+    }
+    folder(const folder &) = delete;
+    folder &operator=(const folder &) = delete;
+
+    fs::path path;
+};
+
+uci_context *context(const folder &where)
+{
+    uci_context *ctx = uci_alloc_context();
+    uci_set_confdir(ctx, (where.path / "config").c_str());
+    uci_set_savedir(ctx, (where.path / "save").c_str());
+    uci_set_conf2dir(ctx, nullptr);
+    return ctx;
+}
+
+void add(std::string &text, char mark, const char *word)
+{
+    text += mark;
+    text += word;
+    text += '\0';
+}
+
+// Everything that the package holds, but for generated names.
+std::string describe(uci_package *p)
+{
+    std::string text;
+    uci_element *e;
+    uci_element *o;
+    uci_element *item;
+    uci_foreach_element(&p->sections, e)
+    {
+        uci_section *s = uci_to_section(e);
+        add(text, 'S', s->type);
+        if (!s->anonymous) add(text, 'N', e->name);
+        uci_foreach_element(&s->options, o)
+        {
+            const uci_option *option = uci_to_option(o);
+            add(text, 'O', o->name);
+            if (option->type == UCI_TYPE_STRING) {
+                add(text, 'V', option->v.string);
+                continue;
+            }
+            uci_foreach_element(&uci_to_option(o)->v.list, item) add(text, 'L', item->name);
+        }
+    }
+    return text;
+}
+
+// A new context's view; "" too when the package cannot be read.
+std::string load(const folder &where, int &result)
+{
+    uci_context *ctx = context(where);
+    uci_package *p = nullptr;
+    result = uci_load(ctx, name, &p);
+    const std::string text = result == UCI_OK ? describe(p) : std::string();
+    uci_free_context(ctx);
+    return text;
+}
+
+void commit(const folder &where)
+{
+    uci_context *ctx = context(where);
+    char text[] = "demo.@[-1].a";
+    uci_ptr ptr;
+    fuzz_require(uci_lookup_ptr(ctx, &ptr, text, true) == UCI_OK,
+                 "a package that loads once loads");
+    fuzz_require(uci_commit(ctx, &ptr.p, false) == UCI_OK, "what loads can be committed");
+    uci_free_context(ctx);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    static const folder where;
+    const std::string_view input(reinterpret_cast<const char *>(data), size);
+    const std::size_t end = std::min(input.find('\0'), size);
+    std::ofstream(where.path / "config" / name, std::ios::binary) << input.substr(0, end);
+    std::ofstream(where.path / "save" / name, std::ios::binary)
+        << input.substr(std::min(end + 1, size));
+
+    int result = UCI_OK;
+    const std::string before = load(where, result);
+    fuzz_require(result == UCI_OK || result == UCI_ERR_PARSE, "text reads or does not parse");
+    if (result != UCI_OK) return 0;
+    commit(where);
+    fuzz_require(load(where, result) == before && result == UCI_OK, "a commit changes nothing");
+    return 0;
+}
