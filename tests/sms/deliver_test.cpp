@@ -31,6 +31,14 @@ std::string with(const std::string &hex, std::size_t octet, const std::string &v
     return std::string(hex).replace(2 * octet, value.size(), value);
 }
 
+std::string repeated(const char *text, unsigned count)
+{
+    std::string all;
+    for (unsigned i = 0; i < count; i++)
+        all += text;
+    return all;
+}
+
 // Decodes out of buffers of the very size, so that a sanitizer sees any octet read beyond.
 bool decode(const std::string &hex, modem_deliver &message)
 {
@@ -51,13 +59,9 @@ struct text_case {
 TEST(deliver, decodesWhatFitsTheProfile)
 {
     const std::string of70 = centre + "04" + digits + "0008" + timestamp + "8C";
-    std::string seventy;
-    for (int i = 0; i < 70; i++)
-        seventy += "0410";
+    const std::string seventy = repeated("0410", 70);
     const std::string of160 = centre + "04" + digits + "0000" + timestamp + "A0";
-    std::string packed;
-    for (int i = 0; i < 20; i++)
-        packed += "783C1E8FC7E3F1";
+    const std::string packed = repeated("783C1E8FC7E3F1", 20);
     const std::string eightbit = centre + "04" + digits + "0004" + timestamp;
     const std::string name = centre + "04";
     const std::string rest = "0000" + timestamp + "0841E19058341E91";
@@ -77,7 +81,11 @@ TEST(deliver, decodesWhatFitsTheProfile)
         {"one octet of ucs2 is no text", with(ucs2, 26, "0104").substr(0, 56), number, "", 0},
         {"160 septets", of160 + packed, number, std::string(160, 'x'), 160},
         {"8-bit", eightbit + "03CFF0E8", number, "\xCF\xF0\xE8", 3},
-        {"8-bit goes by the octets, not TP-UDL", eightbit + "01CFF0E8", number, "\xCF\xF0\xE8", 3},
+        {"8-bit goes by the octets, not TP-UDL",
+         eightbit + "01" + repeated("41", 141),
+         number,
+         std::string(140, 'A'),
+         140},
         {"a NUL ends the text", eightbit + "03410042", number, "A", 3},
         {"7-bit, empty", with(plain, 26, "00"), number, "", 0},
         {"name of 7", name + "0ED0C2303BEC1E9701" + rest, "Balance", "ABCDEFGH", 8},

@@ -91,6 +91,9 @@ TEST_F(smsfile, failedSaveKeepsTheFormerFile)
     EXPECT_EQ(modem_writelist(*list, path.c_str()), -1);
     EXPECT_EQ(errno, EISDIR);
     EXPECT_EQ(image(), "former");
+    const std::string taken = path + ".new";  // now a folder is in the place of the list
+    EXPECT_EQ(modem_writelist(*list, taken.c_str()), -1);
+    EXPECT_NE(access((taken + ".new").c_str(), F_OK), 0) << "nothing is left behind";
     EXPECT_EQ(modem_writelist(*list, (path + "/missing/list").c_str()), -1);
 }
 

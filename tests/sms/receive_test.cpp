@@ -80,6 +80,8 @@ TEST(sms, completingPartGivesTheSender)
 {
     const rig modem;
     receive(modem, pdu("322b", '1'));
+    EXPECT_EQ(modem.state->longsms_table[4].recvparts, 1U) << "the last free entry";
+    EXPECT_STREQ(modem.state->longsms_table[4].timestamp, "16-11-2024 17:02:04");
     EXPECT_TRUE(tracesof([&] { receive(modem, pdu("321a", '5')); })
                     .ends_with("modem_readsms: output_sms_text[1]=a\n"
                                "modem_readsms: find randref: recvparts=2, countparts=2\n"
