@@ -10,6 +10,7 @@
 #include "monitor/defaults.h"
 
 // FLAG(settings.modem.rs485.enabled): from a status block to a presence flag.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a member path cannot stand in parentheses.
 #define FLAG(path) [](modem_status &status) -> std::uint8_t * { return &status.path; }
 
 // clang-format off

@@ -22,6 +22,7 @@ namespace
 constexpr unsigned initpause = 1000;  // ms; the modem gets a breath before it is set up again
 
 void *const orderly = nullptr;
+// NOLINTNEXTLINE(performance-no-int-to-ptr): a thread's result is a pointer by its interface.
 void *const failed = reinterpret_cast<void *>(-1);
 
 // Publishes the outcome of an initialisation to the poll. The flag goes last: it hands over all
