@@ -29,9 +29,13 @@ static bool is_absent(int error)
     return error == ENOENT || error == ENOTDIR || error == EISDIR || error == ENXIO;
 }
 
+/* Far more than writers can follow each other; ends the attempts on a file system whose numbers for
+ * an open file and for its name differ. */
+enum { MAX_ATTEMPTS = 100 };
+
 int uci_open(const char *path, int flags, unsigned mode, int lock, int *fd)
 {
-    for (;;) {
+    for (unsigned attempt = 1;; attempt++) {
         /* Non-blocking: a pipe of that name must not hold us up. */
         *fd = open(path, flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode);
         if (*fd < 0) return is_absent(errno) ? UCI_ERR_NOTFOUND : UCI_ERR_IO;
@@ -44,7 +48,7 @@ int uci_open(const char *path, int flags, unsigned mode, int lock, int *fd)
         else if (known && wait_for_lock(*fd, lock) == 0)
             result = UCI_OK;
         /* Whoever held the lock may have put a new file in its place. */
-        const bool same = result != UCI_OK || stat(path, &named) != 0 ||
+        const bool same = result != UCI_OK || attempt == MAX_ATTEMPTS || stat(path, &named) != 0 ||
                           (named.st_dev == ours.st_dev && named.st_ino == ours.st_ino);
         if (result == UCI_OK && same) return UCI_OK;
         (void)close(*fd);
