@@ -13,11 +13,8 @@ int modem_ask(modem_state *pmod,
 {
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (result != 0) {
-        modem_settransition(target,
-                            {.prevstate = prevstate},
-                            "%s: %s: didn't get answer OK",
-                            purpose,
-                            shown != nullptr ? shown : command);
+        modem_settransition(target, {.prevstate = prevstate}, "%s: %s: didn't get answer OK",
+                            purpose, shown != nullptr ? shown : command);
     }
     return result;
 }

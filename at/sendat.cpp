@@ -80,9 +80,9 @@ int modem_takereply(modem_state *pmod, const char *answer, int trace, bool &look
 {
     const int nbytes = modem_readchunk(pmod->fdcom, pmod->atchunk);
     if (nbytes < 0) return modem_fail(pmod, "read()");
-    const std::size_t length = modem_accumulate(pmod->atanswer,
-                                                static_cast<std::size_t>(pmod->atanswerlen),
-                                                {pmod->atchunk, static_cast<std::size_t>(nbytes)});
+    const std::size_t length =
+        modem_accumulate(pmod->atanswer, static_cast<std::size_t>(pmod->atanswerlen),
+                         {pmod->atchunk, static_cast<std::size_t>(nbytes)});
     pmod->atanswerlen = static_cast<std::int32_t>(length);
     looktimer = nbytes == 0;
     if (answer == nullptr) return undecided;

@@ -9,7 +9,6 @@
 #include "at/sendat.h"
 #include "at/timer.h"
 #include "core/cursor.h"
-#include "core/flags.h"
 #include "core/state.h"
 #include "core/text.h"
 #include "core/trace.h"
@@ -19,7 +18,6 @@ namespace
 {
 
 constexpr unsigned answertimeout = 30000;  // ms
-constexpr int slice = 200;                 // ms between looks at whether the daemon stops
 constexpr int undecided = -2;
 
 // In order of precedence. A complete answer line ends in its data coding scheme; those two say that
@@ -31,12 +29,8 @@ constexpr modem_ussdmarker markers[] = {
     {"+CUSD: 0\r\n", "none", "get ussd answer: +CUSD: 0", LOG_INFO, 2, false},
     {"+CUSD: 1\r\n", "none", "get ussd answer: +CUSD: 1", LOG_INFO, 2, false},
     {"+CUSD: 2\r\n", "none", "get ussd answer: +CUSD: 2", LOG_INFO, 2, false},
-    {"+CUSD: 4\r\n",
-     "operation not supported",
-     "get ussd answer: operation not supported",
-     LOG_INFO,
-     2,
-     false},
+    {"+CUSD: 4\r\n", "operation not supported", "get ussd answer: operation not supported",
+     LOG_INFO, 2, false},
     {"+CUSD: 5\r\n", "network time out", "get ussd answer: network time out", LOG_INFO, 2, false},
     {"ERROR\r\n", "none", "get answer ERROR", LOG_ERR, 2, false},
     {"+CME ERROR:", "none", "get answer +CME ERROR", LOG_ERR, 2, false},
@@ -132,8 +126,8 @@ int modem_getussdanswer(modem_state *pmod)
     (void)modem_resettimer(pmod->fdtimerat2);
     (void)modem_settimer(pmod->fdtimerat2, answertimeout);
     modem_ussdinput input = {};
-    while (modem_getflag(pmod->isstopping) == 0) {
-        if (poll(pmod->pollussd, 2, slice) < 0) {
+    for (;;) {
+        if (poll(pmod->pollussd, 2, -1) < 0) {
             if (errno == EINTR) continue;
             return modem_fail(pmod, "poll()");
         }
@@ -141,7 +135,7 @@ int modem_getussdanswer(modem_state *pmod)
             const int result = modem_takeussd(pmod, input);
             if (result != undecided) return result;
         }
-        if (pmod->pollussd[1].revents != 0) break;
+        if (pmod->pollussd[1].revents != 0)
+            return modem_finish(pmod, "response timeout expired", 1);
     }
-    return modem_finish(pmod, "response timeout expired", 1);
 }

@@ -24,6 +24,6 @@ void modem_flushussd(modem_state *pmod);
 
 // Waits up to 30 s for the answer and leaves the outcome in the working USSD group, never
 // "running". 0: an answer decoded; 1: none in time; 2: the network or the modem says there is none;
-// -1: not connected, input failed, or no text in the answer. Ends early when the daemon stops.
-// Worker.
+// -1: not connected, input failed, or no text in the answer.
+// Worker; a stop of the daemon waits for it.
 int modem_getussdanswer(modem_state *pmod);

@@ -83,11 +83,8 @@ int modem_startussd(const modem_request &request, const char *client, const char
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (result == 0) return modem_awaitanswer(request, client, code, command);
     if (result != -1) return modem_replyresult(request, "error: got answer ERROR");
-    modem_settransition(&pmod->published.info,
-                        {.prevstate = "op"},
-                        "%s_client call ussd_send: %s: didn't get answer OK",
-                        client,
-                        command);
+    modem_settransition(&pmod->published.info, {.prevstate = "op"},
+                        "%s_client call ussd_send: %s: didn't get answer OK", client, command);
     return modem_replyresult(request, "error: %s: didn't get answer OK", command);
 }
 
@@ -108,11 +105,8 @@ int modem_atsend(
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (result == 0 || result == 2) return modem_replyanswer(request);
     modem_info &info = pmod->published.info;
-    modem_settransition(&info,
-                        {.prevstate = info.kelvantorium.state},
-                        "%s_client call at_send: %s: didn't get answer",
-                        client,
-                        command);
+    modem_settransition(&info, {.prevstate = info.kelvantorium.state},
+                        "%s_client call at_send: %s: didn't get answer", client, command);
     return modem_replyresult(request, "error: %s: didn't get answer", command);
 }
 

@@ -69,10 +69,7 @@ void modem_splitarguments(const blobmsg_policy *policy,
     for (std::size_t i = 0; i < count; i++)
         arguments[i] = nullptr;
     if (msg == nullptr) return;
-    (void)blobmsg_parse(policy,
-                        static_cast<int>(count),
-                        arguments,
-                        blob_data(msg),
+    (void)blobmsg_parse(policy, static_cast<int>(count), arguments, blob_data(msg),
                         static_cast<unsigned>(blob_len(msg)));
 }
 

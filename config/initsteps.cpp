@@ -87,11 +87,8 @@ int modem_initgnssmode(modem_state *pmod)
         if (result == 0) return 0;
         if (result != 2 || modem_getflag(pmod->isstopping) != 0) break;
     }
-    modem_settransition(&pmod->working.info,
-                        {.prevstate = init},
-                        "set %s settings.modem.gnss.mode: %s: didn't get answer OK",
-                        mode,
-                        command);
+    modem_settransition(&pmod->working.info, {.prevstate = init},
+                        "set %s settings.modem.gnss.mode: %s: didn't get answer OK", mode, command);
     return -1;
 }
 
@@ -130,10 +127,8 @@ int modem_initcard(modem_state *pmod)
     const bool one = modem_isword(pmod->working.settings.modem.slot, "1");
     if (!modem_isword(one ? info.modem.slot1_state : info.modem.slot2_state, "empty")) return 0;
     modem_settransition(
-        &info,
-        {.prevstate = init, .state = "nosim", .error = "none", .priority = LOG_INFO},
-        "get info.modem.slot%c_state: empty",
-        one ? '1' : '2');
+        &info, {.prevstate = init, .state = "nosim", .error = "none", .priority = LOG_INFO},
+        "get info.modem.slot%c_state: empty", one ? '1' : '2');
     return 1;
 }
 
@@ -146,20 +141,15 @@ int modem_initsimlock(modem_state *pmod)
     if (modem_isword(code, "READY")) return 0;
     for (const modem_simlock &lock : simlocks) {
         if (!modem_isword(code, lock.code)) continue;
-        modem_settransition(target,
-                            {.prevstate = init, .error = "sim_locked"},
-                            "%s: %s: modem is waiting %s to be given",
-                            simlockpurpose,
-                            simlockcommand,
-                            lock.awaited);
+        modem_settransition(target, {.prevstate = init, .error = "sim_locked"},
+                            "%s: %s: modem is waiting %s to be given", simlockpurpose,
+                            simlockcommand, lock.awaited);
         return -1;
     }
-    modem_settransition(target,
-                        {.prevstate = init, .error = "sim_crash"},
+    modem_settransition(target, {.prevstate = init, .error = "sim_crash"},
                         "%s: %s: SIM initialization failed or SIM access encountered a serious "
                         "error",
-                        simlockpurpose,
-                        simlockcommand);
+                        simlockpurpose, simlockcommand);
     return -1;
 }
 

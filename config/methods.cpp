@@ -52,8 +52,8 @@ bool modem_refusevalues(const modem_request &request,
             modem_copytext(value, option.whenempty);
         }
         if (!modem_isaccepted(option, value.text)) {
-            modem_replyresult(
-                request, "error: %s unsupported value: %s", option.argument, value.text);
+            modem_replyresult(request, "error: %s unsupported value: %s", option.argument,
+                              value.text);
             return true;
         }
     }
@@ -89,10 +89,7 @@ int modem_failcall(const modem_request &request,
                          .error = "fatal",
                          .priority = LOG_EMERG,
                          .detail = detail},
-                        "%s_client call %s: %s done error",
-                        client,
-                        method,
-                        failed);
+                        "%s_client call %s: %s done error", client, method, failed);
     return modem_replyresult(request, "error: %s done error", failed);
 }
 
@@ -117,9 +114,7 @@ int modem_orderinit(const modem_request &request, const char *client, const char
                          .state = "init",
                          .error = "none",
                          .priority = LOG_INFO},
-                        "%s_client call %s: done ok",
-                        client,
-                        method);
+                        "%s_client call %s: done ok", client, method);
     return modem_replyresult(request, "ok");
 }
 

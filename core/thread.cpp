@@ -17,8 +17,8 @@ bool common_isgiven(const char *routine, const char *namecaller, const common_at
                           : pattr == nullptr    ? "pattr"
                                                 : nullptr;
     if (missing == nullptr) return true;
-    modem_trace(
-        "%s: %s: %s is NULL\n", namecaller != nullptr ? namecaller : "(null)", routine, missing);
+    modem_trace("%s: %s: %s is NULL\n", namecaller != nullptr ? namecaller : "(null)", routine,
+                missing);
     return false;
 }
 

@@ -19,11 +19,6 @@ void modem_settransition(modem_info *target, const modem_transition &to, const c
     modem_copytext(words.error, to.error);
     modem_copytext(words.reason, text);
     const bool detailed = to.detail != nullptr;
-    syslog(to.priority,
-           "%s->%s: %s%s%s",
-           words.prevstate,
-           words.state,
-           text,
-           detailed ? ": " : "",
+    syslog(to.priority, "%s->%s: %s%s%s", words.prevstate, words.state, text, detailed ? ": " : "",
            detailed ? to.detail : "");
 }

@@ -64,8 +64,7 @@ bool modem_servecommand(modem_state *pmod)
 {
     if (poll(&pmod->pollcmd, 1, -1) < 0) {
         const bool again = errno == EINTR;
-        syslog(again ? LOG_WARNING : LOG_EMERG,
-               "modem_task: poll() done error=%s",
+        syslog(again ? LOG_WARNING : LOG_EMERG, "modem_task: poll() done error=%s",
                std::strerror(errno));
         return again;
     }
@@ -80,10 +79,8 @@ bool modem_servecommand(modem_state *pmod)
         return false;
     }
     if (nbytes < static_cast<ssize_t>(sizeof(command))) {
-        syslog(LOG_WARNING,
-               "modem_task: read(pmod->fdcmd) nbytes(%d) != %ld",
-               static_cast<int>(nbytes),
-               static_cast<long>(sizeof(command)));
+        syslog(LOG_WARNING, "modem_task: read(pmod->fdcmd) nbytes(%d) != %ld",
+               static_cast<int>(nbytes), static_cast<long>(sizeof(command)));
         return true;
     }
     return modem_runcommand(pmod, command);

@@ -17,13 +17,8 @@ void modem_composelines(char (&command)[modem_commandmax],
     std::size_t length = 0;
     command[0] = '\0';
     for (unsigned i = 0; i < modem_linesmax && op.lines[i] != 0; i++) {
-        const int written = std::snprintf(command + length,
-                                          sizeof(command) - length,
-                                          "%s+%s=%d,%c",
-                                          lead,
-                                          name,
-                                          op.lines[i],
-                                          levels[i]);
+        const int written = std::snprintf(command + length, sizeof(command) - length, "%s+%s=%d,%c",
+                                          lead, name, op.lines[i], levels[i]);
         if (written < 0 || length + static_cast<std::size_t>(written) >= sizeof(command)) return;
         length += static_cast<std::size_t>(written);
         lead = ";";

@@ -76,9 +76,7 @@ int modem_applyslotled(modem_state *pmod,
                        const char *prevstate)
 {
     char purpose[64];
-    modem_settext(purpose,
-                  "set led %s %s slot1 and slot2",
-                  modem_colour(pattern[0], pattern[1]),
+    modem_settext(purpose, "set led %s %s slot1 and slot2", modem_colour(pattern[0], pattern[1]),
                   modem_colour(pattern[2], pattern[3]));
     return modem_setlines(pmod, target, prevstate, slotleds, pattern, purpose);
 }
@@ -90,11 +88,7 @@ int modem_setoutgnssled(modem_state *pmod, modem_info *target, const char *prevs
 
 int modem_applygnssled(modem_state *pmod, modem_info *target, int value, const char *prevstate)
 {
-    return modem_setline(pmod,
-                         target,
-                         prevstate,
-                         gnssled,
-                         value,
+    return modem_setline(pmod, target, prevstate, gnssled, value,
                          value != 0 ? "set led [available] info.modem.gnns.state"  // sic
                                     : "set led [unavailable] info.modem.gnns.state");
 }
@@ -106,14 +100,10 @@ int modem_setoutlevelleds(modem_state *pmod, modem_info *target, const char *pre
 
 int modem_applyledlevel(modem_state *pmod, modem_info *target, int level, const char *prevstate)
 {
-    const char levels[] = {level > 0 ? '1' : '0',
-                           level > 1 ? '1' : '0',
-                           level > 2 ? '1' : '0',
-                           level > 3 ? '1' : '0',
-                           '\0'};
+    const char levels[] = {level > 0 ? '1' : '0', level > 1 ? '1' : '0', level > 2 ? '1' : '0',
+                           level > 3 ? '1' : '0', '\0'};
     char purpose[64];
-    modem_settext(purpose,
-                  "set led [%s] info.modem.network.level",
+    modem_settext(purpose, "set led [%s] info.modem.network.level",
                   levelwords[level >= 0 && level < 4 ? level : 4]);
     return modem_setlines(pmod, target, prevstate, levelleds, levels, purpose);
 }
@@ -144,8 +134,8 @@ int modem_setslotled(modem_state *pmod, int slotmask, const char *prevstate, int
     modem_status &copy = modem_selectcopy(pmod, isworking);
     const modem_slotpattern &row = slotpatterns[slotmask >= 0 && slotmask < 3 ? slotmask : 3];
     const bool selectedone = std::strtoul(copy.settings.modem.slot, nullptr, 10) == 1;
-    return modem_applyslotled(
-        pmod, &copy.info, selectedone ? row.selectedone : row.selectedtwo, prevstate);
+    return modem_applyslotled(pmod, &copy.info, selectedone ? row.selectedone : row.selectedtwo,
+                              prevstate);
 }
 
 int modem_setgnssled(modem_state *pmod, int value, const char *prevstate, int isworking)

@@ -138,14 +138,8 @@ void modem_writegnssfix(modem_status &status, const modem_gnssvalues &values)
     modem_settext(gnss.vdop, "%.2f", values.vdop);
     modem_settext(gnss.validsvs, "%u", values.usedsvs);
     modem_settext(gnss.cntsvs, "%u", values.svs1 + values.svs2 + values.svs3 + values.svs4);
-    modem_settext(gnss.datetime,
-                  "%s-%s-20%s %s:%s:%s",
-                  date.text[0],
-                  date.text[1],
-                  date.text[2],
-                  time.text[0],
-                  time.text[1],
-                  time.text[2]);
+    modem_settext(gnss.datetime, "%s-%s-20%s %s:%s:%s", date.text[0], date.text[1], date.text[2],
+                  time.text[0], time.text[1], time.text[2]);
 }
 
 }  // namespace

@@ -14,15 +14,8 @@ namespace
 {
 
 constexpr modem_pollstep operational[] = {
-    modem_pollussd,
-    modem_pollslots,
-    modem_pollsim,
-    modem_pollgnss,
-    modem_polloperator,
-    modem_pollradio,
-    modem_pollcapacity,
-    modem_pollsms,
-    modem_pollcounter,
+    modem_pollussd,  modem_pollslots,    modem_pollsim, modem_pollgnss,    modem_polloperator,
+    modem_pollradio, modem_pollcapacity, modem_pollsms, modem_pollcounter,
 };
 constexpr modem_pollstep simless[] = {modem_pollslots, modem_pollgnss};
 
@@ -40,8 +33,8 @@ bool modem_issimerror(const modem_info &info)
 // Messages may have been cleared or loaded since the worker's copy was made; the list itself tells.
 void modem_publish()
 {
-    modem_settext(
-        pmod->working.info.sms.recv_counter, "%u", static_cast<unsigned>(pmod->sms_list.numsms));
+    modem_settext(pmod->working.info.sms.recv_counter, "%u",
+                  static_cast<unsigned>(pmod->sms_list.numsms));
     pmod->published.settings = pmod->working.settings;
     pmod->published.info = pmod->working.info;
     modem_setflag(pmod->isstatuscopied, 1);

@@ -47,11 +47,8 @@ int modem_pollask(modem_state *pmod, modem_pass &pass, const char *command, cons
 {
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (modem_issilent(result)) {
-        modem_settransition(&pmod->published.info,
-                            {.prevstate = modem_getstateword(pmod, pass)},
-                            "%s: %s: didn't get answer OK",
-                            purpose,
-                            command);
+        modem_settransition(&pmod->published.info, {.prevstate = modem_getstateword(pmod, pass)},
+                            "%s: %s: didn't get answer OK", purpose, command);
     }
     return result;
 }
@@ -124,10 +121,8 @@ int modem_pollsim(modem_state *pmod, modem_pass &)
     const bool one = modem_isword(pmod->published.settings.modem.slot, "1");
     if (!modem_isword(one ? info.modem.slot1_state : info.modem.slot2_state, "empty")) return 0;
     if (modem_issilent(modem_dropnetwork(pmod))) return endpass;
-    modem_settransition(&info,
-                        {.prevstate = "op", .error = "sim_removed"},
-                        "get info.modem.slot%c_state: empty",
-                        one ? '1' : '2');
+    modem_settransition(&info, {.prevstate = "op", .error = "sim_removed"},
+                        "get info.modem.slot%c_state: empty", one ? '1' : '2');
     return endpass;
 }
 
@@ -182,8 +177,8 @@ int modem_pollsms(modem_state *pmod, modem_pass &pass)
             failed = "modem_delsms() done error";
         }
         if (failed == nullptr) continue;
-        modem_settransition(
-            &pmod->published.info, {.prevstate = modem_getstateword(pmod, pass)}, "%s", failed);
+        modem_settransition(&pmod->published.info, {.prevstate = modem_getstateword(pmod, pass)},
+                            "%s", failed);
         return endpass;
     }
     return 0;
@@ -191,7 +186,7 @@ int modem_pollsms(modem_state *pmod, modem_pass &pass)
 
 int modem_pollcounter(modem_state *pmod, modem_pass &)
 {
-    modem_settext(
-        pmod->published.info.sms.recv_counter, "%u", static_cast<unsigned>(pmod->sms_list.numsms));
+    modem_settext(pmod->published.info.sms.recv_counter, "%u",
+                  static_cast<unsigned>(pmod->sms_list.numsms));
     return 0;
 }

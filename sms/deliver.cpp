@@ -124,14 +124,8 @@ void modem_decodetimestamp(std::span<const std::uint8_t> scts, modem_deliver &me
     unsigned values[7];  // year, month, day, hour, minute, second, time zone
     for (std::size_t i = 0; i < 7; i++)
         values[i] = modem_decodebcd(scts[i]);
-    modem_settext(message.timestamp,
-                  "%02u-%02u-20%02u %02u:%02u:%02u",
-                  values[2],
-                  values[1],
-                  values[0],
-                  values[3],
-                  values[4],
-                  values[5]);
+    modem_settext(message.timestamp, "%02u-%02u-20%02u %02u:%02u:%02u", values[2], values[1],
+                  values[0], values[3], values[4], values[5]);
     modem_trace("modem_readsms: timestamp=%s, timezone=%u\n", message.timestamp, values[6]);
 }
 
@@ -215,8 +209,7 @@ bool modem_decode7bit(const modem_pdu &pdu, modem_deliver &message)
     const std::size_t count = modem_unpack7bit(pdu.userdata, {septets, pdu.length});
     if (count != pdu.length) {
         modem_trace("modem_readsms: ERROR decoded_sms_text_size=%zu != output_sms_text_length=%u\n",
-                    count,
-                    pdu.length);
+                    count, pdu.length);
         return false;
     }
     const std::size_t skipped = std::min((pdu.headersize * 8 + 6) / 7, count);
@@ -245,8 +238,8 @@ bool modem_decodetext(const modem_pdu &pdu, std::uint8_t dcs, modem_deliver &mes
         if (!modem_isamong(dcs, coding.dcs)) continue;
         modem_trace("modem_readsms: TP-DCS=%s\n", coding.name);
         if (pdu.length <= coding.limit) return coding.decode(pdu, message);
-        modem_trace(
-            "modem_readsms: ERROR output_sms_text_length=%u > %u\n", pdu.length, coding.limit);
+        modem_trace("modem_readsms: ERROR output_sms_text_length=%u > %u\n", pdu.length,
+                    coding.limit);
         return false;
     }
     modem_trace("modem_readsms: TP-DCS=%02x NOT SUPPORT\n", dcs);

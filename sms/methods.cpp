@@ -55,10 +55,8 @@ int modem_sendall(const modem_request &request, const char *client)
 {
     switch (modem_sendtoall()) {
         case -1:
-            modem_settransition(&pmod->published.info,
-                                {.prevstate = "op"},
-                                "%s_client call sms_send: modem_sendsmsinpdu() done error",
-                                client);
+            modem_settransition(&pmod->published.info, {.prevstate = "op"},
+                                "%s_client call sms_send: modem_sendsmsinpdu() done error", client);
             return modem_replyresult(request, "error: modem_sendsmsinpdu() done error");
         case 0:
             syslog(LOG_INFO, "%s_client call sms_send: \"%s\" done ok", client, pmod->sms_number);

@@ -41,8 +41,7 @@ bool modem_takepart(modem_state *pmod, const modem_deliver &part, modem_message 
     }
     modem_keeppart(*entry, part);
     entry->recvparts++;
-    modem_trace("modem_readsms: find randref: recvparts=%u, countparts=%u\n",
-                entry->recvparts,
+    modem_trace("modem_readsms: find randref: recvparts=%u, countparts=%u\n", entry->recvparts,
                 part.countparts);
     if (part.countparts > entry->recvparts) return false;
     message.length = modem_joinparts(*entry, part.countparts, message.text);
@@ -56,10 +55,8 @@ void modem_takein(modem_state *pmod, const modem_deliver &part)
     message.length = part.length;
     if (part.islong && !modem_takepart(pmod, part, message)) return;
     const int position = modem_appendsms(pmod, part.sender, part.timestamp, message.text);
-    modem_trace("modem_readsms: output_sms_text_length=%u message[%d]=%s\n",
-                message.length + 1,
-                position,
-                message.text);
+    modem_trace("modem_readsms: output_sms_text_length=%u message[%d]=%s\n", message.length + 1,
+                position, message.text);
 }
 
 }  // namespace

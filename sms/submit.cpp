@@ -64,8 +64,8 @@ int modem_splitsmsnumbers(const char (&list)[81], char (&numbers)[5][81])
 int modem_getdafield(const char *phone, char (&field)[modem_addressmax], bool international)
 {
     field[0] = '\0';
-    modem_trace(
-        "modem_getdafield: phonelen=%d, phone=%s\n", static_cast<int>(std::strlen(phone)), phone);
+    modem_trace("modem_getdafield: phonelen=%d, phone=%s\n", static_cast<int>(std::strlen(phone)),
+                phone);
     char digits[modem_addressmax - addresshead];
     const std::size_t count = modem_keepdigits(phone, digits);
     const std::size_t length = std::strlen(digits);

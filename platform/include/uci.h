@@ -201,8 +201,7 @@ static inline struct uci_element *list_to_element(struct uci_list *list)
 
 #define uci_foreach_element_safe(_list, _tmp, _ptr)                                            \
     for ((_ptr) = list_to_element((_list)->next), (_tmp) = list_to_element((_ptr)->list.next); \
-         &(_ptr)->list != (_list);                                                             \
-         (_ptr) = (_tmp), (_tmp) = list_to_element((_ptr)->list.next))
+         &(_ptr)->list != (_list); (_ptr) = (_tmp), (_tmp) = list_to_element((_ptr)->list.next))
 
 static inline bool uci_list_empty(struct uci_list *list)
 {

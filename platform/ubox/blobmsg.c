@@ -10,12 +10,8 @@ static const int payload_types[] = {
     BLOB_ATTR_UNSPEC, /* UNSPEC */
     BLOB_ATTR_UNSPEC, /* ARRAY */
     BLOB_ATTR_UNSPEC, /* TABLE */
-    BLOB_ATTR_STRING,
-    BLOB_ATTR_INT64,
-    BLOB_ATTR_INT32,
-    BLOB_ATTR_INT16,
-    BLOB_ATTR_INT8,
-    BLOB_ATTR_DOUBLE,
+    BLOB_ATTR_STRING, BLOB_ATTR_INT64, BLOB_ATTR_INT32,
+    BLOB_ATTR_INT16,  BLOB_ATTR_INT8,  BLOB_ATTR_DOUBLE,
 };
 
 /* Octets before the data of `attr`, whose payload has `len` octets; SIZE_MAX when they do not fit.
@@ -57,8 +53,7 @@ bool blobmsg_check_attr_len(const struct blob_attr *attr, bool name, size_t len)
         blob_raw_len(attr) > len)
         return false;
     if (!check_name(attr, name) || blobmsg_type(attr) > BLOBMSG_TYPE_LAST) return false;
-    return blob_check_type(blobmsg_data(attr),
-                           (unsigned int)blobmsg_data_len(attr),
+    return blob_check_type(blobmsg_data(attr), (unsigned int)blobmsg_data_len(attr),
                            payload_types[blobmsg_type(attr)]);
 }
 

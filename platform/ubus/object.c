@@ -16,8 +16,8 @@ static void put_signature(const struct ubus_object_type *type)
         void *table = blobmsg_open_table(&ubus_out, method->name);
         for (int j = 0; j < method->n_policy; j++) {
             if (method->mask == 0 || (method->mask & (1UL << j)) != 0)
-                blobmsg_add_u32(
-                    &ubus_out, method->policy[j].name, (uint32_t)method->policy[j].type);
+                blobmsg_add_u32(&ubus_out, method->policy[j].name,
+                                (uint32_t)method->policy[j].type);
         }
         blobmsg_close_table(&ubus_out, table);
     }
@@ -125,8 +125,8 @@ static int call_handler(struct ubus_context *ctx,
     const struct ubus_method *method = find_method(object, text_of(attrs[UBUS_ATTR_METHOD]));
     if (method == NULL) return UBUS_STATUS_METHOD_NOT_FOUND;
     if (attrs[UBUS_ATTR_DATA] == NULL) return UBUS_STATUS_INVALID_ARGUMENT;
-    return method->handler(
-        ctx, object, req, text_of(attrs[UBUS_ATTR_METHOD]), attrs[UBUS_ATTR_DATA]);
+    return method->handler(ctx, object, req, text_of(attrs[UBUS_ATTR_METHOD]),
+                           attrs[UBUS_ATTR_DATA]);
 }
 
 void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg)

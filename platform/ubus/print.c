@@ -10,10 +10,8 @@
 #define TABS_MAX 16
 
 static const char *const type_words[BLOBMSG_TYPE_LAST + 1] = {
-    [BLOBMSG_TYPE_ARRAY] = "\"Array\"",
-    [BLOBMSG_TYPE_TABLE] = "\"Table\"",
-    [BLOBMSG_TYPE_STRING] = "\"String\"",
-    [BLOBMSG_TYPE_INT32] = "\"Integer\"",
+    [BLOBMSG_TYPE_ARRAY] = "\"Array\"",   [BLOBMSG_TYPE_TABLE] = "\"Table\"",
+    [BLOBMSG_TYPE_STRING] = "\"String\"", [BLOBMSG_TYPE_INT32] = "\"Integer\"",
     [BLOBMSG_TYPE_INT8] = "\"Boolean\"",
 };
 

@@ -67,9 +67,9 @@ void ubus_answer(struct ubus_context *ctx, struct ubus_msg *msg)
     {
         if (req->seq != be16toh(msg->hdr.seq) || req->peer != be32toh(msg->hdr.peer)) continue;
         if (status)
-            set_status(req,
-                       attrs[UBUS_ATTR_STATUS] != NULL ? blob_get_int32(attrs[UBUS_ATTR_STATUS])
-                                                       : UBUS_STATUS_INVALID_ARGUMENT);
+            set_status(req, attrs[UBUS_ATTR_STATUS] != NULL
+                                ? blob_get_int32(attrs[UBUS_ATTR_STATUS])
+                                : UBUS_STATUS_INVALID_ARGUMENT);
         else if (req->raw_data_cb != NULL)
             req->raw_data_cb(req, attrs);
         else if (req->data_cb != NULL && attrs[UBUS_ATTR_DATA] != NULL)

@@ -99,12 +99,9 @@ static const struct {
     bool needsvalue;
     int (*apply)(struct place at, const struct uci_change *change);
 } commands[__UCI_CMD_MAX] = {
-    [UCI_CMD_ADD] = {true, add_section},
-    [UCI_CMD_REMOVE] = {false, remove_place},
-    [UCI_CMD_CHANGE] = {true, change_place},
-    [UCI_CMD_RENAME] = {true, rename_place},
-    [UCI_CMD_REORDER] = {true, reorder_section},
-    [UCI_CMD_LIST_ADD] = {true, add_item},
+    [UCI_CMD_ADD] = {true, add_section},         [UCI_CMD_REMOVE] = {false, remove_place},
+    [UCI_CMD_CHANGE] = {true, change_place},     [UCI_CMD_RENAME] = {true, rename_place},
+    [UCI_CMD_REORDER] = {true, reorder_section}, [UCI_CMD_LIST_ADD] = {true, add_item},
     [UCI_CMD_LIST_DEL] = {true, remove_item},
 };
 

@@ -10,12 +10,8 @@
 #include "internal.h"
 
 static const char signs[__UCI_CMD_MAX] = {
-    [UCI_CMD_ADD] = '+',
-    [UCI_CMD_REMOVE] = '-',
-    [UCI_CMD_CHANGE] = '\0',
-    [UCI_CMD_RENAME] = '@',
-    [UCI_CMD_REORDER] = '^',
-    [UCI_CMD_LIST_ADD] = '|',
+    [UCI_CMD_ADD] = '+',      [UCI_CMD_REMOVE] = '-',  [UCI_CMD_CHANGE] = '\0',
+    [UCI_CMD_RENAME] = '@',   [UCI_CMD_REORDER] = '^', [UCI_CMD_LIST_ADD] = '|',
     [UCI_CMD_LIST_DEL] = '~',
 };
 

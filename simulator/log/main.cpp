@@ -17,8 +17,8 @@ namespace
 {
 
 constexpr char socketpath[] = "/dev/log";
-constexpr std::array<std::string_view, 8> priorities = {
-    "emerg", "alert", "crit", "err", "warning", "notice", "info", "debug"};
+constexpr std::array<std::string_view, 8> priorities = {"emerg",   "alert",  "crit", "err",
+                                                        "warning", "notice", "info", "debug"};
 constexpr std::size_t datelength = 16;  // "Nov 22 22:19:19 "
 
 // "<14>Nov 22 22:19:19 ident[123]: text": the C library's datagram. What does not look like that

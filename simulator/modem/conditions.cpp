@@ -10,14 +10,9 @@ namespace
 {
 
 constexpr std::pair<std::string_view, faultkind> faultkinds[] = {
-    {"silence", faultkind::silence},
-    {"reply", faultkind::reply},
-    {"error", faultkind::error},
-    {"late", faultkind::late},
-    {"split", faultkind::split},
-    {"garbage", faultkind::garbage},
-    {"cut", faultkind::cut},
-    {"flood", faultkind::flood},
+    {"silence", faultkind::silence}, {"reply", faultkind::reply}, {"error", faultkind::error},
+    {"late", faultkind::late},       {"split", faultkind::split}, {"garbage", faultkind::garbage},
+    {"cut", faultkind::cut},         {"flood", faultkind::flood},
 };
 
 constexpr const char *signalnames[] = {"rssi", "rscp", "ecio", "rsrp", "rsrq", "sinr"};
@@ -115,9 +110,7 @@ int sendunsolicited(device &modem, const arguments &given, blob_buf &)
 {
     const std::string name = given.text("port").value_or("at");
     if (name != "at" && name != "second") return UBUS_STATUS_INVALID_ARGUMENT;
-    unsolicited(modem.model,
-                name == "at" ? at_port : second_port,
-                given.text("text").value_or(""),
+    unsolicited(modem.model, name == "at" ? at_port : second_port, given.text("text").value_or(""),
                 given.number("delay").value_or(0));
     return UBUS_STATUS_OK;
 }
@@ -135,11 +128,8 @@ int pushcable(device &modem, const arguments &, blob_buf &)
 }
 
 constexpr blobmsg_policy simparameters[] = {
-    {"slot", BLOBMSG_TYPE_INT32},
-    {"inserted", BLOBMSG_TYPE_BOOL},
-    {"lock", BLOBMSG_TYPE_STRING},
-    {"imsi", BLOBMSG_TYPE_STRING},
-    {"iccid", BLOBMSG_TYPE_STRING},
+    {"slot", BLOBMSG_TYPE_INT32},  {"inserted", BLOBMSG_TYPE_BOOL}, {"lock", BLOBMSG_TYPE_STRING},
+    {"imsi", BLOBMSG_TYPE_STRING}, {"iccid", BLOBMSG_TYPE_STRING},
 };
 constexpr blobmsg_policy identityparameters[] = {
     {"model", BLOBMSG_TYPE_STRING},
@@ -152,14 +142,10 @@ constexpr blobmsg_policy radioparameters[] = {
 };
 constexpr blobmsg_policy operatorparameters[] = {{"name", BLOBMSG_TYPE_STRING}};
 constexpr blobmsg_policy signalparameters[] = {
-    {"technology", BLOBMSG_TYPE_STRING},
-    {"report", BLOBMSG_TYPE_STRING},
-    {"rssi", BLOBMSG_TYPE_STRING},
-    {"rscp", BLOBMSG_TYPE_STRING},
-    {"ecio", BLOBMSG_TYPE_STRING},
-    {"rsrp", BLOBMSG_TYPE_STRING},
-    {"rsrq", BLOBMSG_TYPE_STRING},
-    {"sinr", BLOBMSG_TYPE_STRING},
+    {"technology", BLOBMSG_TYPE_STRING}, {"report", BLOBMSG_TYPE_STRING},
+    {"rssi", BLOBMSG_TYPE_STRING},       {"rscp", BLOBMSG_TYPE_STRING},
+    {"ecio", BLOBMSG_TYPE_STRING},       {"rsrp", BLOBMSG_TYPE_STRING},
+    {"rsrq", BLOBMSG_TYPE_STRING},       {"sinr", BLOBMSG_TYPE_STRING},
 };
 constexpr blobmsg_policy gnssparameters[] = {
     {"fix", BLOBMSG_TYPE_BOOL},
@@ -168,12 +154,8 @@ constexpr blobmsg_policy gnssparameters[] = {
 };
 constexpr blobmsg_policy adcparameters[] = {{"value", BLOBMSG_TYPE_INT32}};
 constexpr blobmsg_policy faultparameters[] = {
-    {"command", BLOBMSG_TYPE_STRING},
-    {"kind", BLOBMSG_TYPE_STRING},
-    {"exact", BLOBMSG_TYPE_BOOL},
-    {"text", BLOBMSG_TYPE_STRING},
-    {"delay", BLOBMSG_TYPE_INT32},
-    {"chunk", BLOBMSG_TYPE_INT32},
+    {"command", BLOBMSG_TYPE_STRING}, {"kind", BLOBMSG_TYPE_STRING}, {"exact", BLOBMSG_TYPE_BOOL},
+    {"text", BLOBMSG_TYPE_STRING},    {"delay", BLOBMSG_TYPE_INT32}, {"chunk", BLOBMSG_TYPE_INT32},
     {"times", BLOBMSG_TYPE_INT32},
 };
 constexpr blobmsg_policy unsolicitedparameters[] = {

@@ -16,8 +16,8 @@ blob_attr *find(blob_attr *message, const char *name)
     const blobmsg_policy any = {name, BLOBMSG_TYPE_UNSPEC};
     blob_attr *found = nullptr;
     // An empty message is no error: nothing is found in it.
-    (void)blobmsg_parse(
-        &any, 1, &found, blob_data(message), static_cast<unsigned>(blob_len(message)));
+    (void)blobmsg_parse(&any, 1, &found, blob_data(message),
+                        static_cast<unsigned>(blob_len(message)));
     return found;
 }
 

@@ -62,8 +62,8 @@ int delivermessage(device &modem, const arguments &given, blob_buf &reply)
         !istimestamp(from.timestamp) || from.sender.empty() || units < 0)
         return UBUS_STATUS_INVALID_ARGUMENT;
 
-    const std::vector<std::string> pdus = splitpdus(
-        from, given.text("text").value_or(""), concatenation, static_cast<std::size_t>(units));
+    const std::vector<std::string> pdus = splitpdus(from, given.text("text").value_or(""),
+                                                    concatenation, static_cast<std::size_t>(units));
     void *array = blobmsg_open_array(&reply, "indexes");
     for (const std::size_t part : partorder(given.text("order").value_or(""), pdus.size()))
         (void)blobmsg_add_u32(&reply, nullptr, storemessage(modem.model, pdus[part - 1]));
@@ -74,8 +74,7 @@ int delivermessage(device &modem, const arguments &given, blob_buf &reply)
 
 int deliverpdu(device &modem, const arguments &given, blob_buf &reply)
 {
-    const unsigned index = storemessage(modem.model,
-                                        given.text("pdu").value_or(""),
+    const unsigned index = storemessage(modem.model, given.text("pdu").value_or(""),
                                         static_cast<unsigned>(given.number("index").value_or(0)));
     (void)blobmsg_add_u32(&reply, "index", index);
     return UBUS_STATUS_OK;
@@ -99,14 +98,10 @@ int setussd(device &modem, const arguments &given, blob_buf &)
 }
 
 constexpr blobmsg_policy messageparameters[] = {
-    {"sender", BLOBMSG_TYPE_STRING},
-    {"text", BLOBMSG_TYPE_STRING},
-    {"coding", BLOBMSG_TYPE_STRING},
-    {"timestamp", BLOBMSG_TYPE_STRING},
-    {"reference", BLOBMSG_TYPE_INT32},
-    {"wide", BLOBMSG_TYPE_BOOL},
-    {"units", BLOBMSG_TYPE_INT32},
-    {"order", BLOBMSG_TYPE_STRING},
+    {"sender", BLOBMSG_TYPE_STRING},   {"text", BLOBMSG_TYPE_STRING},
+    {"coding", BLOBMSG_TYPE_STRING},   {"timestamp", BLOBMSG_TYPE_STRING},
+    {"reference", BLOBMSG_TYPE_INT32}, {"wide", BLOBMSG_TYPE_BOOL},
+    {"units", BLOBMSG_TYPE_INT32},     {"order", BLOBMSG_TYPE_STRING},
 };
 constexpr blobmsg_policy pduparameters[] = {
     {"pdu", BLOBMSG_TYPE_STRING},
@@ -114,12 +109,8 @@ constexpr blobmsg_policy pduparameters[] = {
 };
 constexpr blobmsg_policy storageparameters[] = {{"capacity", BLOBMSG_TYPE_INT32}};
 constexpr blobmsg_policy ussdparameters[] = {
-    {"code", BLOBMSG_TYPE_STRING},
-    {"answer", BLOBMSG_TYPE_STRING},
-    {"status", BLOBMSG_TYPE_INT32},
-    {"dcs", BLOBMSG_TYPE_INT32},
-    {"line", BLOBMSG_TYPE_STRING},
-    {"delay", BLOBMSG_TYPE_INT32},
+    {"code", BLOBMSG_TYPE_STRING}, {"answer", BLOBMSG_TYPE_STRING}, {"status", BLOBMSG_TYPE_INT32},
+    {"dcs", BLOBMSG_TYPE_INT32},   {"line", BLOBMSG_TYPE_STRING},   {"delay", BLOBMSG_TYPE_INT32},
 };
 
 constexpr method methods[] = {

@@ -16,19 +16,12 @@ struct error_text {
 
 // The texts of AT+CMEE=2 (TS 27.007 9.2, TS 27.005 3.2.5).
 constexpr error_text cmetexts[] = {
-    {3, "operation not allowed"},
-    {10, "SIM not inserted"},
-    {11, "SIM PIN required"},
-    {13, "SIM failure"},
-    {30, "no network service"},
-    {50, "Incorrect parameters"},
+    {3, "operation not allowed"}, {10, "SIM not inserted"},   {11, "SIM PIN required"},
+    {13, "SIM failure"},          {30, "no network service"}, {50, "Incorrect parameters"},
 };
 constexpr error_text cmstexts[] = {
-    {302, "operation not allowed"},
-    {304, "Invalid PDU mode parameter"},
-    {310, "SIM not inserted"},
-    {321, "Invalid memory index"},
-    {331, "no network service"},
+    {302, "operation not allowed"}, {304, "Invalid PDU mode parameter"}, {310, "SIM not inserted"},
+    {321, "Invalid memory index"},  {331, "no network service"},
 };
 
 std::string errorline(const modem_model &modem,
@@ -200,9 +193,8 @@ std::optional<unsigned> request::number(std::size_t position) const
 bool equalnocase(std::string_view left, std::string_view right)
 {
     const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? c | 0x20 : int{c}; };
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(), [&](char a, char b) {
-        return lower(a) == lower(b);
-    });
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [&](char a, char b) { return lower(a) == lower(b); });
 }
 
 bool startsnocase(std::string_view text, std::string_view start)

@@ -18,12 +18,10 @@ struct technology_row {
 
 constexpr technology_row technologies[] = {
     {"GSM", 0, "GSM,Online,250-99,0x182D,12401,27 EGSM 900,{rssi:-64},2110,42-42"},
-    {"WCDMA",
-     2,
+    {"WCDMA", 2,
      "WCDMA,Online,250-99,0x8B3F,12345678,WCDMA IMT 2000,101,10663,0,{ecio:-7.5},{rscp:-82},33,"
      "{rssi:-75},500"},
-    {"LTE",
-     7,
+    {"LTE", 7,
      "LTE,Online,250-99,0x5A1E,187214780,257,EUTRAN-BAND3,1850,5,5,{rsrq:20},{rsrp:50},{rssi:40},"
      "{sinr:15}"},
 };

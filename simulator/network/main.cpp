@@ -88,10 +88,8 @@ int answercalls(
 
 enum behaviour { delay_ms, no_address, no_route, other_route, hang_ms, behaviours };
 constexpr blobmsg_policy behavepolicy[behaviours] = {
-    {"delay_ms", BLOBMSG_TYPE_INT32},
-    {"no_address", BLOBMSG_TYPE_BOOL},
-    {"no_route", BLOBMSG_TYPE_BOOL},
-    {"other_route", BLOBMSG_TYPE_BOOL},
+    {"delay_ms", BLOBMSG_TYPE_INT32}, {"no_address", BLOBMSG_TYPE_BOOL},
+    {"no_route", BLOBMSG_TYPE_BOOL},  {"other_route", BLOBMSG_TYPE_BOOL},
     {"hang_ms", BLOBMSG_TYPE_INT32},
 };
 
@@ -99,10 +97,7 @@ constexpr blobmsg_policy behavepolicy[behaviours] = {
 int behave(ubus_context *, ubus_object *, ubus_request_data *, const char *, blob_attr *message)
 {
     std::array<blob_attr *, behaviours> given = {};
-    blobmsg_parse(behavepolicy,
-                  behaviours,
-                  given.data(),
-                  blob_data(message),
+    blobmsg_parse(behavepolicy, behaviours, given.data(), blob_data(message),
                   static_cast<unsigned>(blob_len(message)));
     const auto number = [&](behaviour which) {
         return given[which] != nullptr ? blobmsg_get_u32(given[which]) : 0;

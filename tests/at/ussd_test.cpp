@@ -97,14 +97,6 @@ TEST_F(ussd, everyAnswerEndsTheRequest)
     }
 }
 
-TEST_F(ussd, stopOfTheDaemonEndsTheWait)
-{
-    state->isstopping = 1;
-    EXPECT_EQ(answer({}), 1);
-    EXPECT_STREQ(state->working.info.ussd.answer, "response timeout expired");
-    EXPECT_STREQ(state->working.info.ussd.state, "stopped");
-}
-
 TEST_F(ussd, closedPortEndsTheRequest)
 {
     state->ismodemconnect2 = 0;

@@ -263,46 +263,18 @@ TEST(init, lockCodesAndEmptySlotsEndIt)
     const outcome outcomes[] = {
         {"pin", "1", "SIM PIN", true, true, -1, "error", "sim_locked", waiting("SIM PIN")},
         {"puk", "1", "SIM PUK", true, true, -1, "error", "sim_locked", waiting("SIM PUK")},
-        {"phone",
-         "1",
-         "PH-SIM PIN",
-         true,
-         true,
-         -1,
-         "error",
-         "sim_locked",
+        {"phone", "1", "PH-SIM PIN", true, true, -1, "error", "sim_locked",
          waiting("phone-to-SIM card password")},
         {"pin2", "1", "SIM PIN2", true, true, -1, "error", "sim_locked", waiting("SIM PIN2")},
         {"puk2", "1", "SIM PUK2", true, true, -1, "error", "sim_locked", waiting("SIM PUK2")},
-        {"net",
-         "1",
-         "PH-NET PIN",
-         true,
-         true,
-         -1,
-         "error",
-         "sim_locked",
+        {"net", "1", "PH-NET PIN", true, true, -1, "error", "sim_locked",
          waiting("network personalization password")},
         {"unknown", "1", "NOT READY", true, true, -1, "error", "sim_crash", crash},
         {"case counts", "1", "ready", true, true, -1, "error", "sim_crash", crash},
         {"long", "1", "SIM PIN and then more", true, true, -1, "error", "sim_crash", crash},
-        {"slot 1 empty",
-         "1",
-         "READY",
-         false,
-         true,
-         1,
-         "nosim",
-         "none",
+        {"slot 1 empty", "1", "READY", false, true, 1, "nosim", "none",
          "get info.modem.slot1_state: empty"},
-        {"slot 2 empty",
-         "2",
-         "READY",
-         true,
-         false,
-         1,
-         "nosim",
-         "none",
+        {"slot 2 empty", "2", "READY", true, false, 1, "nosim", "none",
          "get info.modem.slot2_state: empty"},
     };
     for (const outcome &row : outcomes) {
@@ -352,8 +324,8 @@ TEST(init, portsThatCannotBeOpenedSendNothing)
                      "usb-Marvell_Mobile_Composite_Device_Bus_200806006809080000-if05-port0"),
               0);
     EXPECT_EQ(modem_init(bench.record()), -1);
-    expect_words(
-        bench.record()->working.info, "error", "no_answer", "modem_comport_connect() done error");
+    expect_words(bench.record()->working.info, "error", "no_answer",
+                 "modem_comport_connect() done error");
     const std::vector<std::string> log = modem_bench::log();
     EXPECT_EQ(log[log.size() - 2],
               "3 modem_comport_connect: open() done error: No such file or directory");

@@ -123,13 +123,8 @@ modem_bench::~modem_bench()
 {
     eventfd_write(wakeup, 1);
     server.join();
-    for (int *fd : {&state->fdcom,
-                    &state->fdcom2,
-                    &state->fdtimerat,
-                    &state->fdtimerat2,
-                    &masters[0],
-                    &masters[1],
-                    &wakeup}) {
+    for (int *fd : {&state->fdcom, &state->fdcom2, &state->fdtimerat, &state->fdtimerat2,
+                    &masters[0], &masters[1], &wakeup}) {
         modem_closefd(*fd);
     }
 }
@@ -153,8 +148,8 @@ void modem_bench::serve()
             const ssize_t count = read(masters[i], octets, sizeof(octets));
             const auto where = static_cast<simulator::port>(i);
             if (count > 0) {
-                simulator::feed(
-                    model, where, {octets, static_cast<std::size_t>(count)}, clock_now());
+                simulator::feed(model, where, {octets, static_cast<std::size_t>(count)},
+                                clock_now());
             } else if ((ports[i].revents & POLLHUP) != 0) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));  // nobody has it open
             }

@@ -18,10 +18,9 @@ extern "C" int __real_uloop_timeout_set(uloop_timeout *timeout, int ms);
 extern "C" int __wrap_uloop_timeout_set(uloop_timeout *timeout, int ms)
 {
     const char *interval = std::getenv("FAST_INTERVAL");  // ms between poll passes
-    return __real_uloop_timeout_set(timeout,
-                                    ms != 1000            ? ms
-                                    : interval != nullptr ? std::atoi(interval)
-                                                          : 20);
+    return __real_uloop_timeout_set(timeout, ms != 1000            ? ms
+                                             : interval != nullptr ? std::atoi(interval)
+                                                                   : 20);
 }
 
 void modem_pause(unsigned ms)

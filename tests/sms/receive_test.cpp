@@ -20,14 +20,9 @@ constexpr unsigned timeout = 60000;  // ms, never reached
 std::string pdu(const std::string &part, char sender = '1')
 {
     char hex[128];
-    std::snprintf(hex,
-                  sizeof(hex),
+    std::snprintf(hex, sizeof(hex),
                   "07919761989901F0440B91976121436%cF70004421161712040210806080400%02X0%c0%c%02X",
-                  sender,
-                  part[0] - '0',
-                  part[1],
-                  part[2],
-                  part[3]);
+                  sender, part[0] - '0', part[1], part[2], part[3]);
     return hex;
 }
 
@@ -106,8 +101,7 @@ TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
         {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2},
         {"malformed", "\r\n+CMGR: 0,,2\r\n0791\r\n\r\nOK\r\n", 0},
         {"PDU longer than the buffer",
-         "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n",
-         0},
+         "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n", 0},
     };
     const rig modem;
     for (const reply_case &c : cases) {

@@ -34,8 +34,7 @@ TEST(text, convertsBothWays)
         {"lower-case digits, no digits",
          "\xCF"
          "A",
-         "041fxy41",
-         false},
+         "041fxy41", false},
     };
     for (const conversion &c : conversions) {
         std::array<char, 64> out;

@@ -38,11 +38,8 @@ std::vector<std::string> daemoncommand(std::string program)
 // What an earlier router in this sandbox has left.
 void cleanup()
 {
-    for (const char *path : {router_configpath,
-                             router_logpath,
-                             router_outpath,
-                             "/root/listsms.kelvantorium",
-                             "/tmp/.uci/kelvantorium"})
+    for (const char *path : {router_configpath, router_logpath, router_outpath,
+                             "/root/listsms.kelvantorium", "/tmp/.uci/kelvantorium"})
         (void)unlink(path);
 }
 
@@ -230,10 +227,8 @@ process_usage virtual_router::usage(router_part part)
     // Fields 14 and 15, counted from behind the program's name, which may hold anything.
     const std::size_t name = stat.rfind(')');
     if (name != std::string::npos &&
-        std::sscanf(stat.c_str() + name + 1,
-                    " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu",
-                    &user,
-                    &system) == 2)
+        std::sscanf(stat.c_str() + name + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu",
+                    &user, &system) == 2)
         usage.seconds =
             static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
     for (const std::string &line : lines_of(read_file(folder + "/status")))

@@ -203,7 +203,6 @@ static inline struct blob_attr *blob_put_u64(struct blob_buf *buf, int id, uint6
 #define blob_for_each_attr(pos, attr, rem)                             \
     for ((rem) = (attr) ? blob_len(attr) : 0,                          \
         (pos) = (struct blob_attr *)((attr) ? blob_data(attr) : NULL); \
-         blob_fits(pos, rem);                                          \
-         (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
+         blob_fits(pos, rem); (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
 
 #endif

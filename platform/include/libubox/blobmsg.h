@@ -123,8 +123,8 @@ static inline int blobmsg_add_u64(struct blob_buf *buf, const char *name, uint64
 
 static inline int blobmsg_add_string(struct blob_buf *buf, const char *name, const char *string)
 {
-    return blobmsg_add_field(
-        buf, BLOBMSG_TYPE_STRING, name, string, (unsigned int)strlen(string) + 1U);
+    return blobmsg_add_field(buf, BLOBMSG_TYPE_STRING, name, string,
+                             (unsigned int)strlen(string) + 1U);
 }
 
 /* The cookie survives growth; null on failure. Close in reverse order. */
@@ -195,7 +195,6 @@ static inline char *blobmsg_get_string(const struct blob_attr *attr)
 
 #define blobmsg_for_each_attr(pos, attr, rem)                                            \
     for ((rem) = blobmsg_data_len(attr), (pos) = (struct blob_attr *)blobmsg_data(attr); \
-         blob_fits(pos, rem);                                                            \
-         (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
+         blob_fits(pos, rem); (rem) -= blob_pad_len(pos), (pos) = blob_next(pos))
 
 #endif

@@ -72,8 +72,7 @@ static inline void list_del_init(struct list_head *entry)
 #define list_for_each_entry_safe(pos, following, head, member)                    \
     for ((pos) = list_first_entry(head, __typeof__(*(pos)), member),              \
         (following) = list_entry((pos)->member.next, __typeof__(*(pos)), member); \
-         &(pos)->member != (head);                                                \
-         (pos) = (following),                                                     \
+         &(pos)->member != (head); (pos) = (following),                           \
         (following) = list_entry((following)->member.next, __typeof__(*(pos)), member))
 
 #endif
