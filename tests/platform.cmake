@@ -1,0 +1,17 @@
+# The bundled event loop, bus library, broker and bus tool.
+add_executable(platform_bus_tests
+    platform/bus_blob_test.cpp
+    platform/bus_broker_test.cpp
+    platform/bus_library_test.cpp
+    platform/bus_loop_test.cpp
+)
+target_include_directories(platform_bus_tests SYSTEM PRIVATE ${PROJECT_SOURCE_DIR}/platform/include)
+target_compile_definitions(platform_bus_tests PRIVATE BUS_PROGRAMS="${PROJECT_BINARY_DIR}")
+target_link_libraries(platform_bus_tests PRIVATE platform_ubus GTest::gtest_main)
+add_dependencies(platform_bus_tests ubusd)
+if(TARGET ubus)
+    target_compile_definitions(platform_bus_tests PRIVATE BUS_TOOL)
+    add_dependencies(platform_bus_tests ubus)
+endif()
+gtest_discover_tests(platform_bus_tests
+    TEST_PREFIX platform. DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 300)

@@ -1,0 +1,133 @@
+// The event loop: order of timers and descriptors, hang-ups, signals.
+#include <csignal>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <libubus.h>
+
+namespace
+{
+
+std::string trace;
+int signo;
+
+struct loop : testing::Test {
+    int pair[2];
+    uloop_fd sock{};
+
+    void SetUp() override
+    {
+        ASSERT_EQ(uloop_init(), 0);
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
+        trace.clear();
+        sock.fd = pair[0];
+        sock.cb = [](uloop_fd *, unsigned events) { trace += std::to_string(events); };
+    }
+    void TearDown() override
+    {
+        uloop_done();
+        close(pair[0]);
+    }
+};
+
+void on_end(uloop_timeout *)
+{
+    trace += 'e';
+    uloop_end();
+}
+
+TEST_F(loop, timersFireByDeadlineAndEqualOnesInTheOrderOfSetting)
+{
+    uloop_timeout first{}, second{}, later{}, end{}, dropped{};
+    first.cb = [](uloop_timeout *) { trace += '1'; };
+    second.cb = [](uloop_timeout *) { trace += '2'; };
+    later.cb = [](uloop_timeout *t) {
+        trace += t->pending ? 'p' : '3';
+        if (trace.size() < 4) uloop_timeout_set(t, 1);
+    };
+    end.cb = on_end;
+    uloop_timeout_set(&end, 60);
+    uloop_timeout_set(&later, 20);
+    EXPECT_EQ(uloop_timeout_set(&dropped, 0), 0);
+    EXPECT_EQ(uloop_timeout_cancel(&dropped), 0);
+    EXPECT_EQ(uloop_timeout_cancel(&dropped), -1);
+    EXPECT_EQ(uloop_timeout_remaining64(&dropped), -1);
+    for (uloop_timeout *t : {&second, &first, &second}) {  // both at instant 0
+        uloop_timeout_cancel(t);
+        EXPECT_EQ(uloop_timeout_add(t), 0);
+    }
+    EXPECT_EQ(uloop_timeout_add(&first), -1);
+    EXPECT_LT(uloop_timeout_remaining64(&first), -1);
+    EXPECT_EQ(uloop_run(), 0);
+    EXPECT_EQ(trace, "1233e");
+}
+
+TEST_F(loop, dueTimersGoBeforeEachReadyDescriptor)
+{
+    static uloop_timeout timer;
+    timer.cb = [](uloop_timeout *) { trace += 't'; };
+    sock.cb = [](uloop_fd *u, unsigned events) {
+        char octet;
+        trace += std::to_string(events) + (read(u->fd, &octet, 1) == 1 ? "r" : "-");
+        uloop_timeout_set(&timer, 0);
+        if (trace.size() > 4) uloop_end();
+    };
+    ASSERT_EQ(write(pair[1], "ab", 2), 2);
+    ASSERT_EQ(uloop_fd_add(&sock, ULOOP_READ), 0);
+    uloop_timeout_set(&timer, 0);
+    EXPECT_EQ(uloop_run(), 0);
+    EXPECT_EQ(trace, "t1rt1r");
+    close(pair[1]);
+}
+
+TEST_F(loop, hangUpRemovesTheDescriptorAndHalfCloseDoesNot)
+{
+    uloop_fd_add(&sock, ULOOP_READ);
+    shutdown(pair[1], SHUT_WR);
+    uloop_run_timeout(1000);
+    EXPECT_TRUE(sock.eof && !sock.error && sock.registered);
+    uloop_fd_add(&sock, ULOOP_READ | ULOOP_ERROR_CB);
+    EXPECT_FALSE(sock.eof);
+    close(pair[1]);
+    uloop_run_timeout(1000);
+    EXPECT_TRUE(sock.eof && sock.error && sock.registered);
+    uloop_fd_add(&sock, ULOOP_READ);
+    uloop_run_timeout(1000);
+    EXPECT_TRUE(sock.error && !sock.registered);
+    uloop_run_timeout(0);
+    EXPECT_EQ(trace, "111");
+    EXPECT_EQ(uloop_fd_delete(&sock), 0);
+}
+
+TEST_F(loop, stopSignalsEndItEarlyOnesAreSwallowedAndLateOnesKillAgain)
+{
+    uloop_timeout timer{};
+    for (const int number : {SIGTERM, SIGINT}) {
+        signo = number;
+        raise(signo);  // before the run: lost
+        timer.cb = on_end;
+        uloop_timeout_set(&timer, 0);
+        EXPECT_EQ(uloop_run(), 0);
+        timer.cb = [](uloop_timeout *) { raise(signo); };
+        uloop_timeout_set(&timer, 1);
+        EXPECT_EQ(uloop_run(), signo);
+    }
+    EXPECT_EQ(trace, "ee");
+    EXPECT_FALSE(uloop_cancelling());  // only inside the loop
+
+    uloop_timeout_set(&timer, 1000);
+    uloop_done();
+    EXPECT_FALSE(timer.pending);
+    struct sigaction action;
+    for (const int number : {SIGTERM, SIGINT, SIGCHLD}) {
+        sigaction(number, nullptr, &action);
+        EXPECT_EQ(action.sa_handler, SIG_DFL) << number;
+    }
+    sigaction(SIGPIPE, nullptr, &action);
+    EXPECT_EQ(action.sa_handler, SIG_IGN);
+    close(pair[1]);
+}
+
+}  // namespace
