@@ -14,6 +14,10 @@
 
 using namespace std::chrono_literals;
 
+#ifndef ROUTER_TOOLS
+#define ROUTER_TOOLS ""  // folder of the bus client, with a colon before it, where it is elsewhere
+#endif
+
 namespace
 {
 
@@ -32,7 +36,8 @@ namespace
     if (!options.folder.empty()) {
         const char *path = std::getenv("PATH");
         const std::string system = path != nullptr ? path : "/usr/bin:/bin";
-        setenv("PATH", (options.folder + ":" + system + ":/usr/sbin:/sbin").c_str(), 1);
+        const std::string folders = options.folder + ROUTER_TOOLS + ":" + system;
+        setenv("PATH", (folders + ":/usr/sbin:/sbin").c_str(), 1);
     }
     execvp(argv[0], argv.data());
     std::fprintf(stderr, "%s: %s\n", argv[0], std::strerror(errno));
