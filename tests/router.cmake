@@ -1,0 +1,12 @@
+# The daemon itself among all parts of the virtual router.
+if(NOT KELVANTORIUM_ROUTER)
+    return()
+endif()
+
+add_executable(router_tests
+    router/poll_test.cpp
+    router/running.cpp
+)
+target_link_libraries(router_tests PRIVATE test_support)
+add_dependencies(router_tests router_programs kelvantorium_fast)
+gtest_discover_tests(router_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

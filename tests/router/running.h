@@ -1,0 +1,47 @@
+// A daemon with shortened waits that has come to its first steady state, and its passes on the
+// wire.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/support/router.h"
+
+struct running_setup {
+    std::string config = router_defaultconfig;
+    const char *timeout = nullptr;   // ms, of every exchange; null: the real one
+    const char *interval = nullptr;  // ms between passes; null: 20
+    bool network = true;             // there is a network service
+    bool settled = true;             // wait for full passes
+};
+
+// A call to the modem simulator.
+struct condition {
+    std::string method;
+    bus_arguments arguments = {};
+};
+
+// What a steady pass sends with a storage of two places, and without a usable card.
+extern const std::string fullpass;
+extern const std::string watchpass;
+
+class running_router : public virtual_router
+{
+public:
+    explicit running_router(const running_setup &setup = {});
+
+    // Waits for a full pass.
+    bool settles();
+    // Ordinary conditions, an initialisation with `slot`, and a full pass.
+    void renew(const char *slot = "1");
+
+    // A mark from which on commands() begins with the pass under way.
+    router_mark passmark();
+    // The complete passes since such a mark, repetitions left out. Waits for eight of them.
+    std::vector<std::string> distinctpasses(const router_mark &since);
+    // Whether the modem hears nothing for several passes.
+    bool isidle();
+
+private:
+    std::vector<std::string> passes(const router_mark &since);
+};
