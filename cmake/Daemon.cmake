@@ -49,7 +49,8 @@ add_library(daemon_main OBJECT core/main.cpp)
 foreach(objects IN ITEMS daemon_objects daemon_main)
     target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR})
     target_compile_options(${objects} PRIVATE
-        -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
+        -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
+        -ffunction-sections -fdata-sections)
     target_link_libraries(${objects} PUBLIC platform::ubus platform::ubox platform::uci)
 endforeach()
 
@@ -61,5 +62,8 @@ set_target_properties(kelvantorium PROPERTIES
     LINKER_LANGUAGE C
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 target_link_options(kelvantorium PRIVATE -Wl,--gc-sections -Wl,-z,relro,-z,now)
+if(KELVANTORIUM_PAGE_SIZE)
+    target_link_options(kelvantorium PRIVATE -Wl,-z,max-page-size=${KELVANTORIUM_PAGE_SIZE})
+endif()
 target_link_libraries(kelvantorium PRIVATE
     platform::ubus platform::ubox platform::uci Threads::Threads)
