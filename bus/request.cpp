@@ -18,9 +18,13 @@ blob_buf reply{};
 
 int modem_preparereply()
 {
-    static const char filler[largestreply] = {};
+    static constexpr char filler[64] = {};
     if (blob_buf_init(&reply, 0) != 0) return -1;
-    return blobmsg_add_field(&reply, BLOBMSG_TYPE_UNSPEC, "", filler, sizeof(filler));
+    for (unsigned size = 0; size < largestreply; size += sizeof(filler)) {
+        if (blobmsg_add_field(&reply, BLOBMSG_TYPE_UNSPEC, "", filler, sizeof(filler)) != 0)
+            return -1;
+    }
+    return 0;
 }
 
 void modem_beginreply()
