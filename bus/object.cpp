@@ -1,7 +1,6 @@
 // The method table.
 #include "bus/object.h"
 
-#include <libubox/utils.h>
 #include <libubus.h>
 
 #include "bus/get.h"

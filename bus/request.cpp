@@ -3,7 +3,6 @@
 
 #include <cstdarg>
 
-#include <libubox/blobmsg.h>
 
 #include "core/pmod.h"
 
