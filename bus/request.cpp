@@ -3,7 +3,6 @@
 
 #include <cstdarg>
 
-
 #include "core/pmod.h"
 
 namespace
