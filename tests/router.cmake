@@ -4,8 +4,10 @@ if(NOT KELVANTORIUM_ROUTER)
 endif()
 
 add_executable(router_tests
+    router/link_test.cpp
     router/poll_test.cpp
     router/running.cpp
+    ${PROJECT_SOURCE_DIR}/simulator/network/link.cpp
 )
 target_link_libraries(router_tests PRIVATE test_support)
 add_dependencies(router_tests router_programs kelvantorium_fast)

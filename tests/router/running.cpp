@@ -9,9 +9,6 @@
 
 using namespace std::chrono_literals;
 
-const std::string watchpass = "AT+CADC=2 AT+CGNSSINFO";
-const std::string fullpass = watchpass + " AT+COPS? AT+CPSI? AT+CPMS? AT+CMGR=1 AT+CMGR=2";
-
 namespace
 {
 

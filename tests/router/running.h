@@ -21,9 +21,9 @@ struct condition {
     bus_arguments arguments = {};
 };
 
-// What a steady pass sends with a storage of two places, and without a usable card.
-extern const std::string fullpass;
-extern const std::string watchpass;
+// What a steady pass sends without a usable card, and with a storage of two places.
+inline const std::string watchpass = "AT+CADC=2 AT+CGNSSINFO";
+inline const std::string fullpass = watchpass + " AT+COPS? AT+CPSI? AT+CPMS? AT+CMGR=1 AT+CMGR=2";
 
 class running_router : public virtual_router
 {
