@@ -1,0 +1,258 @@
+// The methods `set` and `reinit`, and the settings package that they and the daemon's start repair.
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/router/running.h"
+
+namespace
+{
+
+// How often the package has been replaced since the last look.
+class package_watch
+{
+public:
+    package_watch() : fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        EXPECT_GE(inotify_add_watch(fd, "/etc/config", IN_MOVED_TO), 0);
+    }
+    ~package_watch()
+    {
+        close(fd);
+    }
+    int commits() const
+    {
+        alignas(inotify_event) char events[4096];
+        const ssize_t length = read(fd, events, sizeof events);
+        int count = 0;
+        for (ssize_t at = 0; at < length; count++)
+            at += static_cast<ssize_t>(sizeof(inotify_event)) +
+                  reinterpret_cast<const inotify_event *>(events + at)->len;
+        return count;
+    }
+
+private:
+    int fd;
+};
+
+// The text with a part of it replaced.
+std::string with(std::string text, const std::string &old, const std::string &fresh)
+{
+    const std::size_t at = text.find(old);
+    EXPECT_NE(at, std::string::npos) << old;
+    return at == std::string::npos ? text : text.replace(at, old.size(), fresh);
+}
+
+// The default package as the configuration library writes it.
+const std::string written = router_defaultconfig + std::string("\n");
+const std::string sparse = "config modem 'modem'\n\toption slot '1'\n";
+
+void reinitialise(running_router &router)
+{
+    EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "op"));
+}
+
+struct refusal {
+    const char *method;
+    bus_arguments arguments;
+    std::string result;
+};
+
+void expect_refusals(running_router &router, const std::vector<refusal> &rows)
+{
+    const router_mark since = router.mark();
+    const bus_reply before = router.call("get");
+    for (const refusal &row : rows) {
+        const bus_reply reply = router.call(row.method, row.arguments);
+        EXPECT_EQ(reply.status, 0);
+        EXPECT_EQ(reply.fields, (decltype(reply.fields){{"result", "error: " + row.result}}));
+    }
+    EXPECT_EQ(router.call("get").fields, before.fields);
+    EXPECT_EQ(router.log(since), std::vector<std::string>());
+    EXPECT_EQ(read_file(router_configpath), router_defaultconfig);
+}
+
+TEST(set, refusalsComeInOrderAndChangeNothing)
+{
+    std::vector<refusal> rows = {
+        {"set", {}, "msg has no client"},
+        {"set", {{"modem_slot", "2"}}, "msg has no client"},
+        {"set", {{"client", 5}, {"modem_slot", "2"}}, "msg has no client"},
+        {"set", {{"client", "test"}}, "msg has no settings"},
+        {"set", {{"client", "test"}, {"modem_slot", 2}}, "msg has no settings"},
+        {"set", {{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
+        {"set", {{"client", ""}, {"modem_slot", "2"}}, "client is empty"},
+        {"set",
+         {{"client", "test"},
+          {"modem_network_type", ""},
+          {"modem_slot", "2"},
+          {"modem_gnss_mode", ""}},
+         "modem_gnss_mode is empty"},
+        {"reinit", {}, "msg has no client"},
+        {"reinit", {{"client", true}}, "msg has no client"},
+        {"reinit", {{"client", ""}}, "client is empty"},
+    };
+    const struct {
+        std::string name, given, shown;
+    } values[] = {
+        // clang-format off
+        {"modem_slot", "3", "3"}, {"modem_rs485_pull", "Down", "Down"},
+        {"modem_gnss_power", "only", "onl"}, {"modem_gnss_mode", "5", "5"},
+        {"modem_network_type", "LTE", "LTE"}, {"modem_network_iptype", "ipv44", "ipv44"},
+        {"modem_network_iptype", "ipv4v46", "ipv4v4"}, {"modem_network_iparea", "PUBLIC", "PUBLIC"},
+        // clang-format on
+    };
+    for (const auto &[name, given, shown] : values) {
+        rows.push_back({"set", {{"client", "test"}, {name, ""}}, name + " is empty"});
+        rows.push_back(
+            {"set", {{"client", "test"}, {name, given}}, name + " unsupported value: " + shown});
+    }
+    running_router router;
+    expect_refusals(router, rows);
+
+    router.modem("fault", {{"command", "AT+CGMM"}, {"kind", "silence"}, {"times", 1}});
+    EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+    EXPECT_TRUE(router.receives("AT+CGMM", router.mark()));
+    const std::string init = "info.kelvantorium.state: init";
+    expect_refusals(
+        router, {{"set", {{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
+                 {"set", {{"client", ""}, {"modem_slot", "2"}}, init},
+                 {"set", {{"client", "test"}, {"modem_slot", "2"}}, init},
+                 {"reinit", {}, "msg has no client"},
+                 {"reinit", {{"client", ""}}, init},
+                 {"reinit", {{"client", "test"}}, init}});
+    router.modem("unsolicited", {{"text", "\r\nM\r\n\r\nOK\r\n"}});
+    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "op"));
+}
+
+TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
+{
+    const std::string apn(80, 'a');
+    std::string all = with(with(written, "slot '1'", "slot '2'"), "'down'", "'up'");
+    all = with(with(with(all, "'on'", "'off'"), "'3'", "'4'"), "'ipv4'", "'ipv4v6'");
+    all = with(with(all, "'public'", "'private'"), "'dynamic'", "'" + apn + "'");
+    const struct {
+        std::string config;
+        bus_arguments arguments;
+        std::string after;
+        int commits;
+        std::string path, value;
+    } rows[] = {
+        // clang-format off
+        {router_defaultconfig,
+         {{"modem_slot", "21"}, {"modem_rs485_pull", "up"}, {"modem_gnss_power", "offline"},
+          {"modem_gnss_mode", "43"}, {"modem_network_type", "autobahn"},
+          {"modem_network_iptype", "ipv4v6x"}, {"modem_network_iparea", "privately"},
+          {"modem_network_apn", apn + "b"}}, all, 1, "network.apn", apn},
+        {all, {{"modem_network_apn", ""}}, with(all, apn, "dynamic"), 1, "network.apn", "dynamic"},
+        {sparse, {{"modem_gnss_power", "on"}, {"modem_gnss_mode", "1"}, {"modem_rs485_pull", "up"}},
+         sparse, 0, "gnss.power", "off"},
+        {sparse, {{"modem_gnss_power", "on"}, {"modem_slot", "2"}},
+         "\n" + with(sparse, "1", "2") + "\n", 1, "slot", "2"},
+        // clang-format on
+    };
+    running_router router;
+    const std::string pdu = "07919761989901F0040B919761214365F70008421161710240210400480069";
+    router.modem("sms_pdu", {{"pdu", pdu}});
+    EXPECT_TRUE(router.becomes("info.sms.recv_counter", "1"));
+    int counter = 0;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.path + " " + row.value);
+        write_file(router_configpath, row.config);
+        reinitialise(router);
+        const package_watch watch;
+        const router_mark since = router.mark();
+        router.modem("fault", {{"command", "AT+CGMM"}, {"kind", "silence"}, {"times", 1}});
+        bus_arguments arguments = row.arguments;
+        arguments.emplace_back("client", "abcdefghijklmnopqrst");
+        EXPECT_EQ(router.call("set", arguments)["result"], "ok");
+        EXPECT_TRUE(router.receives("AT+CGMM", since));
+        const bus_reply during = router.call("get");
+        const std::string reason = "abcdefghijklmno_client call set: done ok";
+        EXPECT_EQ(during["info.kelvantorium.prevstate"], "op");
+        EXPECT_EQ(during["info.kelvantorium.state"], "init");
+        EXPECT_EQ(during["info.kelvantorium.error"], "none");
+        EXPECT_EQ(during["info.kelvantorium.reason"], reason);
+        EXPECT_EQ(during["info.kelvantorium.reinit_counter"], std::to_string(++counter));
+        EXPECT_EQ(during["info.sms.recv_counter"], "1");
+        EXPECT_EQ(during["info.modem.model"], "none");
+        EXPECT_EQ(router.log(since).front(), "info op->init: " + reason);
+        EXPECT_EQ(read_file(router_configpath), row.after);
+        EXPECT_EQ(watch.commits(), row.commits);
+
+        router.modem("unsolicited", {{"text", "\r\nM\r\n\r\nOK\r\n"}});
+        EXPECT_TRUE(router.becomes("info.kelvantorium.reinit_counter", std::to_string(++counter)));
+        EXPECT_EQ(router.status("settings.modem." + row.path), row.value);
+    }
+}
+
+TEST(set, reinitIsTakenInEveryStateButInit)
+{
+    running_router router;
+    router.modem("adc", {{"value", 0}});
+    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "error"));
+    for (const std::string state : {"error", "nosim"}) {
+        const router_mark since = router.mark();
+        EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+        EXPECT_TRUE(
+            router.logs("info " + state + "->init: test_client call reinit: done ok", since));
+        EXPECT_TRUE(router.becomes("info.kelvantorium.state", "nosim"));
+        EXPECT_EQ(router.status("info.kelvantorium.prevstate"), "init");
+    }
+}
+
+TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
+{
+    const std::string untidy =
+        "# by hand\nconfig modem modem\n option slot 2\nconfig other\n option x y\n";
+    const std::string listed = "config network 'network'\n\tlist type '4g'\n";
+    const std::string modeonly = "config gnss 'gnss'\n\toption mode '2'\n";
+    const std::string longapn(100, 'a');
+    const std::string longpackage = with(router_defaultconfig, "dynamic", longapn);
+    const struct {
+        const char *name;
+        std::string before, after;
+        int commits;
+        std::string path, value;
+        const char *rs485, *gnss;  // presence flags
+    } rows[] = {
+        // clang-format off
+        {"valid", router_defaultconfig, router_defaultconfig, 0, "gnss.power", "on", "1", "1"},
+        {"valid, by hand", untidy, untidy, 0, "slot", "2", "0", "0"},
+        {"slot", with(written, "slot '1'", "slot '3'"), written, 1, "slot", "1", "1", "1"},
+        {"word", with(written, "'on'", "'yes'"), with(written, "'on'", "'off'"), 1,
+         "gnss.power", "off", "1", "1"},
+        {"capitals", with(written, "'ipv4'", "'IPv6'"), written, 1, "network.iptype", "ipv4", "1", "1"},
+        {"two", with(with(written, "'3'", "'33'"), "auto", "AUTO"), written, 1,
+         "network.type", "auto", "1", "1"},
+        {"strangers stay", with(untidy, "2", "0"),
+         "\nconfig modem 'modem'\n\toption slot '1'\n\nconfig other\n\toption x 'y'\n\n", 1,
+         "slot", "1", "0", "0"},
+        {"sections missing", sparse, sparse, 0, "network.iparea", "public", "0", "0"},
+        {"mode alone", modeonly, modeonly, 0, "gnss.mode", "2", "0", "1"},
+        {"list", listed, listed, 0, "network.type", "auto", "0", "0"},
+        {"long name", longpackage, longpackage, 0, "network.apn", longapn.substr(20), "1", "1"},
+        {"nothing", "", "", 0, "network.apn", "dynamic", "0", "0"},
+        // clang-format on
+    };
+    running_router router;
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        write_file(router_configpath, row.before);
+        if (row.before.empty()) unlink(router_configpath);
+        const package_watch watch;
+        const router_mark since = router.mark();
+        reinitialise(router);
+        EXPECT_EQ(read_file(router_configpath), row.after);
+        EXPECT_EQ(access(router_configpath, F_OK) == 0, !row.after.empty());
+        EXPECT_EQ(watch.commits(), row.commits);
+        EXPECT_EQ(router.status("settings.modem." + row.path), row.value);
+        const std::string flag = ".enabled: ";
+        EXPECT_TRUE(router.logs("info init: settings.modem.rs485" + flag + row.rs485, since));
+        EXPECT_TRUE(router.logs("info init: settings.modem.gnss" + flag + row.gnss, since));
+    }
+}
+
+}  // namespace
