@@ -8,6 +8,7 @@ add_executable(router_tests
     router/poll_test.cpp
     router/running.cpp
     router/set_test.cpp
+    router/soak_test.cpp
     ${PROJECT_SOURCE_DIR}/simulator/network/link.cpp
 )
 target_link_libraries(router_tests PRIVATE test_support)
