@@ -119,26 +119,20 @@ void modem_decodesender(std::span<const std::uint8_t> address,
     modem_copytext(message.sender, modem_astext({septets, written}));
 }
 
-void modem_decodetimestamp(std::span<const std::uint8_t> scts, modem_deliver &message)
-{
-    unsigned values[7];  // year, month, day, hour, minute, second, time zone
-    for (std::size_t i = 0; i < 7; i++)
-        values[i] = modem_decodebcd(scts[i]);
-    modem_settext(message.timestamp, "%02u-%02u-20%02u %02u:%02u:%02u", values[2], values[1],
-                  values[0], values[3], values[4], values[5]);
-    modem_trace("modem_readsms: timestamp=%s, timezone=%u\n", message.timestamp, values[6]);
-}
-
 // What stands between address and user data; `position` is that of TP-PID.
 bool modem_decodetail(std::span<const std::uint8_t> tail,
                       std::size_t position,
                       modem_deliver &message)
 {
-    char name[32];
-    modem_settext(name, "ibuf=%zu TP-PID", position);
-    if (!modem_accept(name, tail[0], "\x00"sv)) return false;
+    if (tail[0] != 0) {
+        char name[32];
+        modem_settext(name, "ibuf=%zu TP-PID", position);
+        return modem_accept(name, tail[0], "\x00"sv);
+    }
     modem_trace("modem_readsms: sender_phone_number=%s\n", message.sender);
-    modem_decodetimestamp(tail.subspan(2, 7), message);
+    modem_decodetime(tail.subspan<2, 6>(), message.timestamp);
+    modem_trace("modem_readsms: timestamp=%s, timezone=%u\n", message.timestamp,
+                modem_decodebcd(tail[8]));
     return true;
 }
 

@@ -1,6 +1,7 @@
 // Conversions between CP1251, hexadecimal texts, packed septets and semi-octets.
 #include "sms/text.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/trace.h"
@@ -9,6 +10,25 @@ namespace
 {
 
 constexpr char hexdigits[] = "0123456789ABCDEF";
+
+// Digit values by octet: nearly all the time of decoding a message goes into its digits.
+struct modem_hexvalues {
+    std::uint8_t values[256] = {};
+};
+
+constexpr modem_hexvalues modem_listhexvalues()
+{
+    modem_hexvalues list;
+    for (std::uint8_t value = 0; value < 16; value++) {
+        const unsigned digit = static_cast<unsigned char>(hexdigits[value]);
+        list.values[digit] = value;
+        list.values[digit | 0x20U] = value;  // lower case; a decimal digit has that bit already
+    }
+    return list;
+}
+
+constexpr modem_hexvalues hexvalues = modem_listhexvalues();
+
 constexpr unsigned groupsize = 4;           // digits of one UCS2 character
 constexpr unsigned cyrillicoffset = 0x350;  // from 0xC0..0xFF to U+0410..U+044F
 constexpr unsigned lastcommon = 126;        // up to here both sides have the same codes
@@ -20,6 +40,16 @@ struct modem_exception {
 
 // The letters IO, which stand outside the alphabet's row on both sides.
 constexpr modem_exception exceptions[] = {{0xB8, 0x0451}, {0xA8, 0x0401}};
+
+// The numbers of a time in the order of the text: what precedes each, and its octet.
+struct modem_timepart {
+    std::string_view before;
+    std::size_t octet;
+};
+
+constexpr modem_timepart timeparts[] = {
+    {"", 2}, {"-", 1}, {"-20", 0}, {" ", 3}, {":", 4}, {":", 5},
+};
 
 unsigned modem_mapcp1251(unsigned octet)
 {
@@ -61,20 +91,16 @@ bool modem_refuseucs2(std::span<char> cp1251, std::string_view strucs2)
 
 unsigned modem_hexval(char digit)
 {
-    if (digit >= '0' && digit <= '9') return static_cast<unsigned>(digit - '0');
-    if (digit >= 'A' && digit <= 'F') return static_cast<unsigned>(digit - 'A' + 10);
-    if (digit >= 'a' && digit <= 'f') return static_cast<unsigned>(digit - 'a' + 10);
-    return 0;
+    return hexvalues.values[static_cast<unsigned char>(digit)];
 }
 
 std::size_t modem_hextobin(std::string_view hex, std::span<std::uint8_t> octets)
 {
-    std::size_t count = 0;
-    while (count < octets.size() && 2 * count + 1 < hex.size()) {
-        const char *pair = hex.data() + 2 * count;
-        if (pair[0] == '\0' || pair[1] == '\0') break;
-        octets[count++] =
-            static_cast<std::uint8_t>(modem_hexval(pair[0]) << 4 | modem_hexval(pair[1]));
+    const std::size_t end = std::min(hex.find('\0'), hex.size());
+    const std::size_t count = std::min(end / 2, octets.size());
+    for (std::size_t i = 0; i < count; i++) {
+        const unsigned high = modem_hexval(hex.data()[2 * i]);
+        octets[i] = static_cast<std::uint8_t>(high << 4 | modem_hexval(hex.data()[2 * i + 1]));
     }
     return count;
 }
@@ -115,10 +141,9 @@ int modem_ucs2tocp1251(std::span<char> cp1251, std::string_view strucs2)
     if (modem_refuseucs2(cp1251, strucs2)) return -1;
     std::size_t used = 0;
     for (; used * groupsize < strucs2.size() && used + 1 < cp1251.size(); used++) {
-        unsigned code = 0;
-        for (unsigned digit = 0; digit < groupsize; digit++) {
-            code = code << 4 | modem_hexval(strucs2.data()[used * groupsize + digit]);
-        }
+        const char *group = strucs2.data() + used * groupsize;
+        const unsigned code = modem_hexval(group[0]) << 12 | modem_hexval(group[1]) << 8 |
+                              modem_hexval(group[2]) << 4 | modem_hexval(group[3]);
         cp1251[used] = static_cast<char>(modem_mapucs2(code));
     }
     cp1251[used] = '\0';
@@ -142,6 +167,24 @@ std::size_t modem_unpack7bit(std::span<const std::uint8_t> packed, std::span<std
 unsigned modem_decodebcd(std::uint8_t octet)
 {
     return (octet >> 4U) + (octet & 0x0FU) * 10;
+}
+
+void modem_decodetime(std::span<const std::uint8_t, 6> scts, std::span<char> time)
+{
+    char text[32];  // impossible digits give numbers of up to 165
+    std::size_t length = 0;
+    for (const modem_timepart &part : timeparts) {
+        for (const char c : part.before)
+            text[length++] = c;
+        const unsigned value = modem_decodebcd(scts[part.octet]);
+        if (value >= 100) text[length++] = '1';
+        text[length++] = static_cast<char>('0' + value / 10 % 10);
+        text[length++] = static_cast<char>('0' + value % 10);
+    }
+    if (time.empty()) return;
+    length = std::min(length, time.size() - 1);
+    std::memcpy(time.data(), text, length);
+    time[length] = '\0';
 }
 
 std::size_t modem_decodephone(std::span<const std::uint8_t> octets,

@@ -36,6 +36,10 @@ std::size_t modem_unpack7bit(std::span<const std::uint8_t> packed, std::span<std
 // Octet in swapped BCD to its number; the low nibble holds the tens.
 unsigned modem_decodebcd(std::uint8_t octet);
 
+// The first six octets of a time stamp (TS 23.040 9.2.3.11), the zone left out, to dd-mm-20yy
+// hh:mm:ss, terminated and cut at the capacity.
+void modem_decodetime(std::span<const std::uint8_t, 6> scts, std::span<char> time);
+
 // Semi-octets to digits, low nibble first, terminated and cut at the capacity. The digits written.
 std::size_t modem_decodephone(std::span<const std::uint8_t> octets,
                               std::size_t count,
