@@ -13,9 +13,9 @@
 // of the field itself.
 inline void modem_copytext(modem_field field, std::string_view text)
 {
-    std::size_t length = 0;
-    while (length < text.size() && length + 1 < field.capacity && text.data()[length] != '\0')
-        length++;
+    std::size_t length = text.find('\0');
+    if (length > text.size()) length = text.size();
+    if (length >= field.capacity) length = field.capacity - 1;
     std::memmove(field.text, text.data(), length);
     field.text[length] = '\0';
 }
