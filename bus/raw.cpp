@@ -95,7 +95,6 @@ int modem_atsend(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_atsendpolicy)];
-    modem_splitarguments(modem_atsendpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_atsendpolicy, arguments, msg)) return 0;
     if (modem_refuseinit(request)) return 0;
     char command[81];
@@ -115,7 +114,6 @@ int modem_ussdsend(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_ussdsendpolicy)];
-    modem_splitarguments(modem_ussdsendpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_ussdsendpolicy, arguments, msg)) return 0;
     if (modem_refuseoffline(request)) return 0;
     if (modem_isword(pmod->published.info.ussd.state, "running"))

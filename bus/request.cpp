@@ -63,31 +63,22 @@ int modem_replyresult(const modem_request &request, const char *format, ...)
     return modem_sendreply(request);
 }
 
-void modem_splitarguments(const blobmsg_policy *policy,
-                          std::size_t count,
-                          blob_attr **arguments,
-                          blob_attr *msg)
-{
-    for (std::size_t i = 0; i < count; i++)
-        arguments[i] = nullptr;
-    if (msg == nullptr) return;
-    (void)blobmsg_parse(policy, static_cast<int>(count), arguments, blob_data(msg),
-                        static_cast<unsigned>(blob_len(msg)));
-}
-
 bool modem_refusemissing(const modem_request &request,
-                         const blobmsg_policy *policy,
-                         std::size_t count,
-                         blob_attr *const *arguments,
-                         const blob_attr *msg)
+                         std::span<const blobmsg_policy> policy,
+                         std::size_t required,
+                         blob_attr **arguments,
+                         blob_attr *msg)
 {
     if (msg == nullptr) {
         modem_replyresult(request, "error: msg is nil");
         return true;
     }
-    for (std::size_t i = 0; i < count; i++) {
+    // Its result tells no more than the slots do.
+    (void)blobmsg_parse(policy.data(), static_cast<int>(policy.size()), arguments, blob_data(msg),
+                        static_cast<unsigned>(blob_len(msg)));
+    for (std::size_t i = 0; i < required; i++) {
         if (arguments[i] != nullptr) continue;
-        modem_replyresult(request, "error: msg has no %s", policy[i].name);
+        modem_replyresult(request, "error: msg has no %s", policy.data()[i].name);
         return true;
     }
     return false;

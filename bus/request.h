@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 
 #include <libubus.h>
 
@@ -30,36 +31,23 @@ int modem_sendreply(const modem_request &request);
                                                     const char *format,
                                                     ...);
 
-// Splits the message into one slot per policy entry; an argument that is absent or of another
-// type leaves its slot null.
-void modem_splitarguments(const blobmsg_policy *policy,
-                          std::size_t count,
-                          blob_attr **arguments,
-                          blob_attr *msg);
-
-template <std::size_t N>
-void modem_splitarguments(const blobmsg_policy (&policy)[N],
-                          blob_attr *(&arguments)[N],
-                          blob_attr *msg)
-{
-    modem_splitarguments(policy, N, arguments, msg);
-}
-
 // Refusals: each replies its text and gives true when the request is refused.
 
-// "error: msg is nil", or "error: msg has no <name>" for the first of the `count` arguments
-// missing.
+// Splits the message into one slot per policy entry, null for an argument that is absent or of
+// another type. "error: msg is nil", or "error: msg has no <name>" for the first missing one of
+// the `required` first arguments.
 bool modem_refusemissing(const modem_request &request,
-                         const blobmsg_policy *policy,
-                         std::size_t count,
-                         blob_attr *const *arguments,
-                         const blob_attr *msg);
+                         std::span<const blobmsg_policy> policy,
+                         std::size_t required,
+                         blob_attr **arguments,
+                         blob_attr *msg);
 
+// The same with every argument required.
 template <std::size_t N>
 bool modem_refusemissing(const modem_request &request,
                          const blobmsg_policy (&policy)[N],
-                         blob_attr *const (&arguments)[N],
-                         const blob_attr *msg)
+                         blob_attr *(&arguments)[N],
+                         blob_attr *msg)
 {
     return modem_refusemissing(request, policy, N, arguments, msg);
 }

@@ -125,7 +125,6 @@ int modem_set(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[argumentcount];
-    modem_splitarguments(modem_setpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_setpolicy, 1, arguments, msg)) return 0;
     if (!modem_isanygiven(arguments))
         return modem_replyresult(request, "error: msg has no settings");
@@ -149,7 +148,6 @@ int modem_reinit(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_reinitpolicy)];
-    modem_splitarguments(modem_reinitpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_reinitpolicy, arguments, msg)) return 0;
     if (modem_refuseinit(request)) return 0;
     modem_clientname client;

@@ -73,7 +73,6 @@ int modem_smsget(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_smsgetpolicy)];
-    modem_splitarguments(modem_smsgetpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_smsgetpolicy, arguments, msg)) return 0;
     char id[4];
     if (modem_refuseempty(request, "id", arguments[0], id)) return 0;
@@ -92,7 +91,6 @@ int modem_smsclear(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_smsclearpolicy)];
-    modem_splitarguments(modem_smsclearpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_smsclearpolicy, arguments, msg)) return 0;
     modem_clientname client;
     if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
@@ -111,7 +109,6 @@ int modem_smssend(
 {
     const modem_request request = {ctx, req};
     blob_attr *arguments[std::size(modem_smssendpolicy)];
-    modem_splitarguments(modem_smssendpolicy, arguments, msg);
     if (modem_refusemissing(request, modem_smssendpolicy, arguments, msg)) return 0;
     if (modem_refuseoffline(request)) return 0;
     if (modem_refuseempty(request, "text", arguments[2], pmod->sms_text)) return 0;
