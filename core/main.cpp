@@ -1,10 +1,28 @@
 // Process entry.
+#include <fcntl.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "core/modem.h"
 
+namespace
+{
+
+// A standard descriptor that the starter has closed would become the log's or the modem's, and take
+// the traces there.
+void modem_holdstandard()
+{
+    int fd = open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/dev/null", O_RDWR);
+    if (fd >= 0) (void)close(fd);
+}
+
+}  // namespace
+
 int main()
 {
+    modem_holdstandard();
     openlog("kelvantorium", LOG_PID | LOG_CONS | LOG_NDELAY, LOG_USER);
     syslog(LOG_INFO, "main: start");
     if (modem() != 0) {
