@@ -39,7 +39,7 @@ std::vector<std::string> daemoncommand(std::string program)
 void cleanup()
 {
     for (const char *path : {router_configpath, router_logpath, router_outpath,
-                             "/root/listsms.kelvantorium", "/tmp/.uci/kelvantorium"})
+                             "/root/listsms.kelvantorium", "/tmp/.uci/kelvantorium", "/dev/log"})
         (void)unlink(path);
 }
 
