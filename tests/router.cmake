@@ -4,6 +4,8 @@ if(NOT KELVANTORIUM_ROUTER)
 endif()
 
 add_executable(router_tests
+    router/bus_test.cpp
+    router/life_test.cpp
     router/link_test.cpp
     router/poll_test.cpp
     router/running.cpp
