@@ -12,20 +12,21 @@ namespace
 
 struct blob : testing::Test {
     static constexpr std::size_t room = 65536;
+    static constexpr std::size_t guard = 1 << 17;  // farther than a name length reaches
     blob_buf buf{};
     // Input ends at an unreadable page: a look beyond the end kills the test.
     char *pages = static_cast<char *>(
-        mmap(nullptr, room + 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mmap(nullptr, room + guard, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 
     void SetUp() override
     {
-        ASSERT_EQ(mprotect(pages + room, 4096, PROT_NONE), 0);
+        ASSERT_EQ(mprotect(pages + room, guard, PROT_NONE), 0);
         ASSERT_EQ(blob_buf_init(&buf, 0), 0);
     }
     void TearDown() override
     {
         blob_buf_free(&buf);
-        munmap(pages, room + 4096);
+        munmap(pages, room + guard);
     }
     std::string content() const
     {

@@ -22,6 +22,12 @@ int on_fail(ubus_context *, ubus_object *, ubus_request_data *, const char *, bl
     return -1;
 }
 
+int on_stop(ubus_context *, ubus_object *, ubus_request_data *, const char *, blob_attr *)
+{
+    uloop_end();
+    return 0;
+}
+
 // Calls itself, which must wait until this is over; `msg` stays valid meanwhile.
 int on_self(ubus_context *ctx, ubus_object *, ubus_request_data *req, const char *, blob_attr *msg)
 {
@@ -42,23 +48,22 @@ const blobmsg_policy policy[] = {
     {.name = "wide", .type = BLOBMSG_TYPE_INT64},
 };
 const ubus_method methods[] = {
-    UBUS_METHOD("echo", on_echo, policy),
-    UBUS_METHOD_NOARG("fail", on_fail),
-    UBUS_METHOD_NOARG("self", on_self),
+    UBUS_METHOD("echo", on_echo, policy), UBUS_METHOD_NOARG("fail", on_fail),
+    UBUS_METHOD_NOARG("stop", on_stop),   UBUS_METHOD_NOARG("self", on_self),
     UBUS_METHOD_NOARG("count", on_count),
 };
 
-int run_owner(const std::string &path)
+ubus_context *connect_as(const char *name, const std::string &path)
 {
     ubus_context *ctx = ubus_connect(path.c_str());
     object_type = UBUS_OBJECT_TYPE("demo", methods);
-    object.name = "demo";
+    object.name = name;
     object.type = &object_type;
     object.methods = methods;
     object.n_methods = ARRAY_SIZE(methods);
-    if (ctx == nullptr || ubus_add_object(ctx, &object) != 0) return 1;
+    if (ctx == nullptr || ubus_add_object(ctx, &object) != 0) _exit(1);
     ubus_add_uloop(ctx);
-    return uloop_run();
+    return ctx;
 }
 
 struct client : bus_fixture {
@@ -68,7 +73,10 @@ struct client : bus_fixture {
     {
         bus_fixture::SetUp();
         owner = fork();
-        if (owner == 0) _exit(run_owner(path));
+        if (owner == 0) {
+            (void)connect_as("demo", path);
+            _exit(uloop_run());
+        }
         ubus_context *ctx = ubus_connect(path.c_str());
         std::uint32_t id = 7;
         for (int i = 0; i < patience / 10 && ubus_lookup_id(ctx, "demo", &id) != 0; i++) {
@@ -119,6 +127,22 @@ TEST_F(client, silenceTimesOutAndALostBrokerEndsCallAndLoop)
     uloop_done();
     waitpid(broker, nullptr, 0);
     broker = -1;
+}
+
+TEST_F(client, callsOfItsOwnObjectTimeOutAndRunAfterwards)
+{
+    ubus_context *ctx = connect_as("own", path);
+    EXPECT_EQ(ubus_invoke(ctx, object.id, "stop", nullptr, nullptr, nullptr, 50),
+              UBUS_STATUS_TIMEOUT);
+    uloop_timeout timer{};
+    timer.cb = [](uloop_timeout *) {
+        ADD_FAILURE() << "never called";
+        uloop_end();
+    };
+    uloop_timeout_set(&timer, patience);
+    EXPECT_EQ(uloop_run(), 0);
+    ubus_free(ctx);
+    uloop_done();
 }
 
 #ifdef BUS_TOOL
