@@ -3,14 +3,20 @@ foreach(library IN ITEMS ubox ubus)
     add_library(platform_${library}_objects OBJECT)
     set_target_properties(platform_${library}_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
     target_compile_definitions(platform_${library}_objects PRIVATE _GNU_SOURCE)
+    # The daemon takes in only what it calls.
+    target_compile_options(platform_${library}_objects PRIVATE -ffunction-sections -fdata-sections)
     foreach(kind IN ITEMS STATIC SHARED)
         set(name platform_${library})
         if(kind STREQUAL SHARED)
             set(name platform_${library}_shared)
         endif()
         add_library(${name} ${kind} $<TARGET_OBJECTS:platform_${library}_objects>)
-        set_target_properties(${name} PROPERTIES OUTPUT_NAME ${library} LINKER_LANGUAGE C)
-        install(TARGETS ${name} DESTINATION lib COMPONENT platform EXCLUDE_FROM_ALL)
+        set_target_properties(${name} PROPERTIES
+            OUTPUT_NAME ${library}
+            LINKER_LANGUAGE C
+            INSTALL_RPATH "$ORIGIN")
+        install(TARGETS ${name}
+            DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT platform EXCLUDE_FROM_ALL)
     endforeach()
 endforeach()
 target_sources(platform_ubox_objects PRIVATE
@@ -39,11 +45,11 @@ add_executable(ubusd
 target_compile_definitions(ubusd PRIVATE _GNU_SOURCE)
 target_link_libraries(ubusd PRIVATE platform_ubus)
 set_target_properties(ubusd PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
-install(TARGETS ubusd DESTINATION sbin COMPONENT platform EXCLUDE_FROM_ALL)
+install(TARGETS ubusd DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 
-install(DIRECTORY include/libubox DESTINATION include COMPONENT platform EXCLUDE_FROM_ALL)
+install(DIRECTORY include/libubox DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 install(FILES include/libubus.h include/ubus_common.h include/ubusmsg.h
-    DESTINATION include COMPONENT platform EXCLUDE_FROM_ALL)
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 
 find_package(PkgConfig)
 if(PkgConfig_FOUND)
@@ -60,5 +66,5 @@ else()
     target_compile_definitions(ubus PRIVATE _GNU_SOURCE)
     target_link_libraries(ubus PRIVATE platform_ubus PkgConfig::JSONC)
     set_target_properties(ubus PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
-    install(TARGETS ubus DESTINATION bin COMPONENT platform EXCLUDE_FROM_ALL)
+    install(TARGETS ubus DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 endif()
