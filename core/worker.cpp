@@ -50,8 +50,9 @@ bool modem_runcommand(modem_state *pmod, std::uint32_t command)
         case modemcmdUssdAnswer:
             syslog(LOG_INFO, "modem_task: got modemcmdUssdAnswer");
             (void)modem_getussdanswer(pmod);  // likewise
-            modem_setflag(pmod->isussdready, 1);
+            // Once ready is seen the next request may come, and set pending again.
             modem_setflag(pmod->isussdpending, 0);
+            modem_setflag(pmod->isussdready, 1);
             return true;
         default:
             syslog(LOG_WARNING, "modem_task: got unsupported cmd=%d", static_cast<int>(command));
