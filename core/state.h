@@ -53,7 +53,7 @@ struct modem_state {
     std::uint32_t isussdpending;   // a USSD wait is ordered and not finished
     std::uint32_t isltedown;       // the daemon took the data interface down
     std::uint32_t istaskalive;     // the worker can still finish what is pending
-    std::uint32_t isstopping;      // the event loop has ended: long waits of the worker end early
+    std::uint32_t isstopping;      // the event loop has ended: the worker repeats no command
 
     // Last values sent to the indicators; -1: none since the last initialisation.
     std::int32_t lastledgnss;
