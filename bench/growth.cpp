@@ -1,0 +1,210 @@
+// What stays after long use: memory and descriptors, and who asks the heap after the start. The
+// daemon without its waits runs through loads that would take hours otherwise.
+#include <cstdlib>
+#include <fcntl.h>
+#include <functional>
+#include <memory>
+#include <sys/mman.h>
+#include <thread>
+#include <unistd.h>
+
+#include "bench/heap.h"
+#include "bench/sections.h"
+#include "bench/table.h"
+#include "simulator/modem/pdu.h"
+#include "simulator/router/bus.h"
+#include "simulator/router/process.h"
+
+using namespace std::chrono_literals;
+
+namespace
+{
+
+constexpr char section[] = "long use";
+constexpr char program[] = "kelvantorium-waitless";
+
+struct growth_router {
+    router_parts parts{PROGRAMS};
+    std::unique_ptr<bus_client> bus;
+
+    pid_t daemon() const
+    {
+        return parts.pid(router_part::daemon);
+    }
+    std::string get(const char *path) const
+    {
+        return bus->call("kelvantorium", "get")[path];
+    }
+    std::string modem(const char *path) const
+    {
+        return bus->call("simulator", "state")[path];
+    }
+};
+
+bool start(growth_router &router, const std::string &environment = "")
+{
+    if (!bench_startrouter(router.parts, section)) return false;
+    router.bus = std::make_unique<bus_client>();
+    (void)router.bus->call("simulator", "radio", {{"delay", 0}});
+    if (!bench_startdaemon(router.parts, program, section, environment)) return false;
+    if (wait_until([&] { return router.get("info.network.state") == "connected"; })) return true;
+    bench_nottaken(section, "no connection");
+    return false;
+}
+
+bool exchange(growth_router &router, std::size_t times)
+{
+    const auto count = [&] { return std::strtoul(router.modem("commands").c_str(), nullptr, 10); };
+    const unsigned long end = count() + times;
+    return wait_until([&] { return count() >= end; }, 300s);
+}
+
+bool get(growth_router &router, std::size_t times)
+{
+    for (std::size_t i = 0; i < times; i++)
+        if (router.get("result") != "ok") return false;
+    return true;
+}
+
+bool receive(growth_router &router, std::size_t times)
+{
+    simulator::message single;
+    single.text = simulator::encode(single.how, "The quick brown fox jumps over the lazy dog");
+    simulator::message half;
+    half.how = simulator::coding::ucs2;
+    half.text = simulator::encode(half.how, "Половина длинного сообщения");
+    half.part = {.reference = 7, .count = 2, .number = 1};
+    std::vector<std::string> pdus = {simulator::buildpdu(single), simulator::buildpdu(half)};
+    half.part->number = 2;
+    pdus.push_back(simulator::buildpdu(half));
+
+    for (std::size_t done = 0; done < times;) {
+        const auto reply =
+            router.bus->call("simulator", "sms_pdu", {{"pdu", pdus[done % pdus.size()]}});
+        if (!reply.ok()) return false;
+        if (reply["index"] != "0")
+            done++;
+        else
+            std::this_thread::sleep_for(1ms);  // the storage is full
+    }
+    return wait_until([&] {
+        for (const auto &[path, value] : router.bus->call("simulator", "state").fields)
+            if (path.starts_with("storage.messages.")) return false;
+        return true;
+    });
+}
+
+bool reinitialise(growth_router &router, std::size_t times)
+{
+    for (std::size_t i = 0; i < times; i++) {
+        const std::string before = router.get("info.kelvantorium.reinit_counter");
+        if (router.bus->call("kelvantorium", "reinit", {{"client", "bench"}})["result"] != "ok")
+            return false;
+        if (!wait_until([&] {
+                return router.get("info.kelvantorium.reinit_counter") != before &&
+                       router.get("info.kelvantorium.state") == "op";
+            }))
+            return false;
+    }
+    return true;
+}
+
+struct load_row {
+    const char *name;
+    std::size_t full;
+    std::size_t quick;
+    bool (*run)(growth_router &router, std::size_t times);
+};
+constexpr load_row loads[] = {
+    {"exchanges", 100000, 5000, exchange},
+    {"gets", 100000, 5000, get},
+    {"messages", 10000, 500, receive},
+    {"re-initialisations", 50, 10, reinitialise},
+};
+
+// Every load once before it counts: what is touched for the first time stays. The configuration
+// library has settled in the worker's heap after some six re-initialisations.
+bool warmup(growth_router &router)
+{
+    for (const load_row &load : loads) {
+        if (load.run(router, load.quick)) continue;
+        bench_nottaken(load.name, "the load did not come to its end");
+        return false;
+    }
+    return true;
+}
+
+void measure_growth(const bench_options &options)
+{
+    growth_router router;
+    if (!start(router) || !warmup(router)) return;
+    const std::size_t descriptors = bench_descriptors(router.daemon());
+    for (const load_row &load : loads) {
+        const std::size_t times = options.times(load.full, load.quick);
+        const std::string figure = "growth over " + std::to_string(times) + " " + load.name;
+        const bench_memory before = bench_memoryof(router.daemon());
+        if (!load.run(router, times)) {
+            bench_nottaken(figure, "the load did not come to its end");
+            return;
+        }
+        bench_print({.figure = figure,
+                     .unit = bench_unit::kilobytes,
+                     .beside = "before: " + bench_text(before.anonymous, bench_unit::kilobytes),
+                     .limit = 0},
+                    bench_memoryof(router.daemon()).anonymous - before.anonymous);
+    }
+    bench_print(
+        {.figure = "descriptors more after all of this",
+         .unit = bench_unit::count,
+         .beside = "before: " + std::to_string(descriptors),
+         .limit = 0},
+        static_cast<double>(bench_descriptors(router.daemon())) - static_cast<double>(descriptors));
+}
+
+heap_counts *share_counts(const std::string &path)
+{
+    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0 || ftruncate(fd, sizeof(heap_counts)) != 0) return nullptr;
+    void *shared = mmap(nullptr, sizeof(heap_counts), PROT_READ, MAP_SHARED, fd, 0);
+    close(fd);
+    return shared != MAP_FAILED ? static_cast<heap_counts *>(shared) : nullptr;
+}
+
+void measure_heap(const bench_options &options)
+{
+    const std::string path = "/run/heap.counts";
+    const heap_counts *counts = share_counts(path);
+    growth_router router;
+    if (counts == nullptr ||
+        !start(router,
+               "LD_PRELOAD=" PROGRAMS "/bench/libbench_heap.so " HEAP_ENVIRONMENT "=" + path))
+        return;
+    // The daemon asks once by itself, for its record: otherwise nobody is counting.
+    if (counts->requests[heap_daemon] != 1)
+        return bench_nottaken("requests to the heap", "the record was not seen");
+    const heap_counts before = *counts;
+    for (const load_row &load : loads)
+        if (!load.run(router, options.times(load.quick, load.quick / 5)))
+            return bench_nottaken("requests to the heap", load.name);
+    const auto since = [&](heap_owner owner) {
+        return counts->requests[owner] - before.requests[owner];
+    };
+    const auto text = [&](const char *name, heap_owner owner) {
+        return std::string(name) + " " + std::to_string(since(owner));
+    };
+    bench_print({.figure = "requests of the daemon to the heap after start",
+                 .unit = bench_unit::count,
+                 .beside = text("libubus", heap_ubus) + text(", libubox", heap_ubox) +
+                           text(", libuci", heap_uci) + text(", C library", heap_libc) +
+                           text(", others", heap_other),
+                 .limit = 0},
+                static_cast<double>(since(heap_daemon)));
+}
+
+}  // namespace
+
+void bench_growth(const bench_options &options)
+{
+    measure_growth(options);
+    measure_heap(options);
+}
