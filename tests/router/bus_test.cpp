@@ -1,12 +1,17 @@
-// The daemon's object on the bus: what it offers, and messages that no decent client sends.
+// The daemon's object on the bus: what it offers and shows, and messages that no decent client
+// sends.
 #include <arpa/inet.h>
+#include <chrono>
 #include <random>
 #include <span>
+#include <sstream>
 
 #include <gtest/gtest.h>
 #include <libubus.h>
 
 #include "tests/router/running.h"
+
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -101,6 +106,85 @@ TEST(bus, methodsAndArgumentsAreOfferedInOrder)
 {
     virtual_router router;
     EXPECT_EQ(raw_client().methods, offered);
+}
+
+const std::string slottwoconfig =
+    "config modem 'modem'\n\toption slot '2'\n"
+    "config rs485 'rs485'\n\toption pull 'up'\n"
+    "config gnss 'gnss'\n\toption power 'on'\n\toption mode '1'\n"
+    "config network 'network'\n\toption type '4g'\n\toption iptype 'ipv4v6'\n"
+    "\toption iparea 'private'\n\toption apn 'internet'\n";
+
+// The report during the first initialisation, in its order, table by table.
+const struct {
+    const char *table;
+    const char *leaves;
+} startreport[] = {
+    {"", "result=ok"},
+    {"settings.modem.", "slot=2,rs485.pull=up,gnss.power=on,gnss.mode=1"},
+    {"settings.modem.network.", "type=4g,iptype=ipv4v6,iparea=private,apn=internet"},
+    {"info.kelvantorium.",
+     "version=1.1,prevstate=init,state=init,error=none,reason=none,"
+     "reinit_counter=0"},
+    {"info.modem.", "model=none,firmware=none,imei=none,slot1_state=empty,slot2_state=empty"},
+    {"info.gnss.",
+     "state=unavailable,fixation=2d,latitude=0,ns=north,longitude=0,ew=east,"
+     "altitude=0,pdop=0,hdop=0,vdop=0,validsvs=0,cntsvs=0,"
+     "datetime=01-01-2000 00:00:00"},
+    {"info.sim.", "imsi=none,iccid=none"},
+    {"info.network.",
+     "state=disconnected,provider=none,type=none,level=no signal,rssi=-110.00,"
+     "rsrp=-100.00,rsrq=-20.00,sinr=0.00,rscp=-124.00,ecio=-20.00,ip=none,"
+     "gateway=none,rx_counter=0,tx_counter=0"},
+    {"info.ussd.", "state=stopped,cmd=none,answer=none"},
+    {"info.sms.", "recv_counter=0,recv_max=32,recv_file=/root/listsms.kelvantorium"},
+};
+
+decltype(bus_reply::fields) expectedreport()
+{
+    decltype(bus_reply::fields) fields;
+    for (const auto &[table, leaves] : startreport) {
+        std::istringstream stream(leaves);
+        for (std::string path, value;
+             std::getline(stream, path, '=') && std::getline(stream, value, ',');)
+            fields.emplace_back(table + path, value);
+    }
+    return fields;
+}
+
+// What the worker has found out by the end of a first initialisation.
+const char *const initialised[][2] = {
+    {"info.kelvantorium.prevstate", "init"},      {"info.kelvantorium.state", "op"},
+    {"info.kelvantorium.reason", "init done ok"}, {"info.kelvantorium.reinit_counter", "0"},
+    {"info.modem.model", "LTE-MODEM-1"},          {"info.modem.firmware", "LM1.04.02B01"},
+    {"info.modem.imei", "861000000000013"},       {"info.modem.slot1_state", "inserted"},
+    {"info.modem.slot2_state", "inserted"},       {"info.sim.imsi", "250990000000002"},
+    {"info.sim.iccid", "8970199000000000025"},
+};
+
+TEST(bus, reportIsCompleteAndPromptFromTheStart)
+{
+    router_setup setup;
+    setup.config = slottwoconfig;
+    setup.daemon = "kelvantorium-fast";
+    setup.start = false;
+    virtual_router router(setup);
+    // The modem keeps its answer to itself until it is told to give it.
+    router.modem("fault", {{"command", "ATV1"}, {"kind", "silence"}, {"times", 1}});
+    ASSERT_TRUE(router.startdaemon());
+    ASSERT_TRUE(router.receives("ATV1"));
+    bus_reply report = router.call("get");
+    EXPECT_EQ(report.fields, expectedreport());
+
+    router.modem("unsolicited", {{"text", "\r\nOK\r\n"}});
+    EXPECT_TRUE(wait_until([&] {
+        const auto asked = std::chrono::steady_clock::now();
+        report = router.call("get");
+        EXPECT_LT(std::chrono::steady_clock::now() - asked, 5s);
+        return report["info.kelvantorium.state"] != "init";
+    }));
+    for (const auto &[path, value] : initialised)
+        EXPECT_EQ(report[path], value) << path;
 }
 
 // Arguments that are not texts count as missing.

@@ -1,9 +1,8 @@
-// The daemon's life: what it shows from the start, how it stops, what it survives.
+// The daemon's life: how it starts, how it stops, what it survives.
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <sstream>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -17,13 +16,6 @@ namespace
 
 constexpr char statepath[] = "info.kelvantorium.state";
 
-const std::string slottwoconfig =
-    "config modem 'modem'\n\toption slot '2'\n"
-    "config rs485 'rs485'\n\toption pull 'up'\n"
-    "config gnss 'gnss'\n\toption power 'on'\n\toption mode '1'\n"
-    "config network 'network'\n\toption type '4g'\n\toption iptype 'ipv4v6'\n"
-    "\toption iparea 'private'\n\toption apn 'internet'\n";
-
 const std::string gnsslessconfig = "config modem 'modem'\n\toption slot '1'\n";
 
 router_setup stopped(const std::string &config = router_defaultconfig,
@@ -36,15 +28,10 @@ router_setup stopped(const std::string &config = router_defaultconfig,
     return setup;
 }
 
-// The modem keeps its answer to the next such command until it is released.
+// The modem keeps its answer to the next such command to itself.
 void hold(virtual_router &router, const char *command)
 {
     router.modem("fault", {{"command", command}, {"kind", "silence"}, {"times", 1}});
-}
-
-void release(virtual_router &router)
-{
-    router.modem("unsolicited", {{"text", "\r\nOK\r\n"}});
 }
 
 bool isendlogged(virtual_router &router, const router_mark &since = {})
@@ -56,73 +43,6 @@ bool isendlogged(virtual_router &router, const router_mark &since = {})
         "info modem done ok",       "info main: done ok"};
     const std::vector<std::string> log = router.log(since);
     return log.size() >= end.size() && std::equal(end.rbegin(), end.rend(), log.rbegin());
-}
-
-// The report during the first initialisation, in its order, table by table.
-const struct {
-    const char *table;
-    const char *leaves;
-} startreport[] = {
-    {"", "result=ok"},
-    {"settings.modem.", "slot=2,rs485.pull=up,gnss.power=on,gnss.mode=1"},
-    {"settings.modem.network.", "type=4g,iptype=ipv4v6,iparea=private,apn=internet"},
-    {"info.kelvantorium.",
-     "version=1.1,prevstate=init,state=init,error=none,reason=none,"
-     "reinit_counter=0"},
-    {"info.modem.", "model=none,firmware=none,imei=none,slot1_state=empty,slot2_state=empty"},
-    {"info.gnss.",
-     "state=unavailable,fixation=2d,latitude=0,ns=north,longitude=0,ew=east,"
-     "altitude=0,pdop=0,hdop=0,vdop=0,validsvs=0,cntsvs=0,"
-     "datetime=01-01-2000 00:00:00"},
-    {"info.sim.", "imsi=none,iccid=none"},
-    {"info.network.",
-     "state=disconnected,provider=none,type=none,level=no signal,rssi=-110.00,"
-     "rsrp=-100.00,rsrq=-20.00,sinr=0.00,rscp=-124.00,ecio=-20.00,ip=none,"
-     "gateway=none,rx_counter=0,tx_counter=0"},
-    {"info.ussd.", "state=stopped,cmd=none,answer=none"},
-    {"info.sms.", "recv_counter=0,recv_max=32,recv_file=/root/listsms.kelvantorium"},
-};
-
-decltype(bus_reply::fields) expectedreport()
-{
-    decltype(bus_reply::fields) fields;
-    for (const auto &[table, leaves] : startreport) {
-        std::istringstream stream(leaves);
-        for (std::string path, value;
-             std::getline(stream, path, '=') && std::getline(stream, value, ',');)
-            fields.emplace_back(table + path, value);
-    }
-    return fields;
-}
-
-// What the worker has found out by the end of a first initialisation.
-const char *const initialised[][2] = {
-    {"info.kelvantorium.prevstate", "init"},      {"info.kelvantorium.state", "op"},
-    {"info.kelvantorium.reason", "init done ok"}, {"info.kelvantorium.reinit_counter", "0"},
-    {"info.modem.model", "LTE-MODEM-1"},          {"info.modem.firmware", "LM1.04.02B01"},
-    {"info.modem.imei", "861000000000013"},       {"info.modem.slot1_state", "inserted"},
-    {"info.modem.slot2_state", "inserted"},       {"info.sim.imsi", "250990000000002"},
-    {"info.sim.iccid", "8970199000000000025"},
-};
-
-TEST(life, reportIsCompleteAndPromptFromTheStart)
-{
-    virtual_router router(stopped(slottwoconfig));
-    hold(router, "ATV1");
-    ASSERT_TRUE(router.startdaemon());
-    ASSERT_TRUE(router.receives("ATV1"));
-    bus_reply report = router.call("get");
-    EXPECT_EQ(report.fields, expectedreport());
-
-    release(router);
-    EXPECT_TRUE(wait_until([&] {
-        const auto asked = std::chrono::steady_clock::now();
-        report = router.call("get");
-        EXPECT_LT(std::chrono::steady_clock::now() - asked, 5s);
-        return report[statepath] != "init";
-    }));
-    for (const auto &[path, value] : initialised)
-        EXPECT_EQ(report[path], value) << path;
 }
 
 constexpr char levelsoff[] = "AT+CGSETV=20,0;+CGSETV=12,0;+CGSETV=59,0;+CGSETV=48,0";
