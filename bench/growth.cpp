@@ -2,14 +2,12 @@
 // daemon without its waits runs through loads that would take hours otherwise.
 #include <cstdlib>
 #include <fcntl.h>
-#include <functional>
 #include <memory>
 #include <sys/mman.h>
 #include <thread>
 #include <unistd.h>
 
 #include "bench/heap.h"
-#include "bench/sections.h"
 #include "bench/table.h"
 #include "simulator/modem/pdu.h"
 #include "simulator/router/bus.h"
@@ -21,7 +19,6 @@ namespace
 {
 
 constexpr char section[] = "long use";
-constexpr char program[] = "kelvantorium-waitless";
 
 struct growth_router {
     router_parts parts{PROGRAMS};
@@ -40,17 +37,6 @@ struct growth_router {
         return bus->call("simulator", "state")[path];
     }
 };
-
-bool start(growth_router &router, const std::string &environment = "")
-{
-    if (!bench_startrouter(router.parts, section)) return false;
-    router.bus = std::make_unique<bus_client>();
-    (void)router.bus->call("simulator", "radio", {{"delay", 0}});
-    if (!bench_startdaemon(router.parts, program, section, environment)) return false;
-    if (wait_until([&] { return router.get("info.network.state") == "connected"; })) return true;
-    bench_nottaken(section, "no connection");
-    return false;
-}
 
 bool exchange(growth_router &router, std::size_t times)
 {
@@ -122,89 +108,73 @@ constexpr load_row loads[] = {
     {"re-initialisations", 50, 10, reinitialise},
 };
 
-// Every load once before it counts: what is touched for the first time stays. The configuration
-// library has settled in the worker's heap after some six re-initialisations.
+// The daemon without its waits, in operation, each load once behind it: what is touched for the
+// first time stays. The configuration library has settled in the worker's heap after some six
+// re-initialisations.
 bool warmup(growth_router &router)
 {
-    for (const load_row &load : loads) {
-        if (load.run(router, load.quick)) continue;
-        bench_nottaken(load.name, "the load did not come to its end");
-        return false;
-    }
-    return true;
+    if (!bench_startrouter(router.parts, section)) return false;
+    router.bus = std::make_unique<bus_client>();
+    (void)router.bus->call("simulator", "radio", {{"delay", 0}});
+    if (!bench_startdaemon(router.parts, "kelvantorium-waitless", section)) return false;
+    bool done = wait_until([&] { return router.get("info.network.state") == "connected"; });
+    for (const load_row &load : loads)
+        done = done && load.run(router, load.quick);
+    if (!done) bench_nottaken(section, "the daemon does not get into operation");
+    return done;
 }
 
-void measure_growth(const bench_options &options)
+bool measure_growth(growth_router &router, const bench_options &options)
 {
-    growth_router router;
-    if (!start(router) || !warmup(router)) return;
-    const std::size_t descriptors = bench_descriptors(router.daemon());
+    const bench_usage first = bench_usageof(router.daemon());
     for (const load_row &load : loads) {
         const std::size_t times = options.times(load.full, load.quick);
         const std::string figure = "growth over " + std::to_string(times) + " " + load.name;
-        const bench_memory before = bench_memoryof(router.daemon());
+        const bench_usage before = bench_usageof(router.daemon());
         if (!load.run(router, times)) {
             bench_nottaken(figure, "the load did not come to its end");
-            return;
+            return false;
         }
         bench_print({.figure = figure,
-                     .unit = bench_unit::kilobytes,
-                     .beside = "before: " + bench_text(before.anonymous, bench_unit::kilobytes),
+                     .unit = "kB",
+                     .beside = "before: " + bench_text(before.anonymous, "kB"),
                      .limit = 0},
-                    bench_memoryof(router.daemon()).anonymous - before.anonymous);
+                    bench_usageof(router.daemon()).anonymous - before.anonymous);
     }
-    bench_print(
-        {.figure = "descriptors more after all of this",
-         .unit = bench_unit::count,
-         .beside = "before: " + std::to_string(descriptors),
-         .limit = 0},
-        static_cast<double>(bench_descriptors(router.daemon())) - static_cast<double>(descriptors));
+    bench_print({.figure = "descriptors more after all of this",
+                 .unit = "",
+                 .beside = "before: " + bench_text(first.descriptors, ""),
+                 .limit = 0},
+                bench_usageof(router.daemon()).descriptors - first.descriptors);
+    return true;
 }
 
-heap_counts *share_counts(const std::string &path)
+// Shared with the daemon's counter of requests.
+const heap_counts *share_counts()
 {
-    const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    const int fd = open(HEAP_PATH, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     if (fd < 0 || ftruncate(fd, sizeof(heap_counts)) != 0) return nullptr;
     void *shared = mmap(nullptr, sizeof(heap_counts), PROT_READ, MAP_SHARED, fd, 0);
     close(fd);
     return shared != MAP_FAILED ? static_cast<heap_counts *>(shared) : nullptr;
 }
 
-void measure_heap(const bench_options &options)
-{
-    const std::string path = "/run/heap.counts";
-    const heap_counts *counts = share_counts(path);
-    growth_router router;
-    if (counts == nullptr ||
-        !start(router,
-               "LD_PRELOAD=" PROGRAMS "/bench/libbench_heap.so " HEAP_ENVIRONMENT "=" + path))
-        return;
-    // The daemon asks once by itself, for its record: otherwise nobody is counting.
-    if (counts->requests[heap_daemon] != 1)
-        return bench_nottaken("requests to the heap", "the record was not seen");
-    const heap_counts before = *counts;
-    for (const load_row &load : loads)
-        if (!load.run(router, options.times(load.quick, load.quick / 5)))
-            return bench_nottaken("requests to the heap", load.name);
-    const auto since = [&](heap_owner owner) {
-        return counts->requests[owner] - before.requests[owner];
-    };
-    const auto text = [&](const char *name, heap_owner owner) {
-        return std::string(name) + " " + std::to_string(since(owner));
-    };
-    bench_print({.figure = "requests of the daemon to the heap after start",
-                 .unit = bench_unit::count,
-                 .beside = text("libubus", heap_ubus) + text(", libubox", heap_ubox) +
-                           text(", libuci", heap_uci) + text(", C library", heap_libc) +
-                           text(", others", heap_other),
-                 .limit = 0},
-                static_cast<double>(since(heap_daemon)));
-}
-
 }  // namespace
 
-void bench_growth(const bench_options &options)
+void bench_growth(bench_options &options)
 {
-    measure_growth(options);
-    measure_heap(options);
+    const char *figure = "requests of the daemon to the heap after start";
+    growth_router router;
+    const heap_counts *counts = share_counts();
+    if (counts == nullptr) return bench_nottaken(figure, "no file for the counts");
+    if (!warmup(router)) return;
+    // Once by itself it has asked, for its record: otherwise nobody counts.
+    if (counts->requests[0] != 1) return bench_nottaken(figure, "the record was not seen");
+    const heap_counts before = *counts;
+    if (!measure_growth(router, options)) return;
+    bench_row row = {.figure = figure, .unit = "", .beside = "of the libraries:", .limit = 0};
+    for (std::size_t i = 1; i < HEAP_OTHERS; i++)
+        row.beside += std::string(i > 1 ? ", " : " ") + (heap_owners[i] + 1) + " " +
+                      std::to_string(counts->requests[i] - before.requests[i]);
+    bench_print(row, static_cast<double>(counts->requests[0] - before.requests[0]));
 }

@@ -1,19 +1,13 @@
-/* What the preloaded counter of heap requests shares with the measuring program. */
+/* Counts of requests to the heap, shared with the measuring program. */
 #pragma once
 
-#define HEAP_ENVIRONMENT "BENCH_HEAP" /* names the file of the counts */
+#define HEAP_PATH "/run/heap.counts"
+#define HEAP_OTHERS 5
 
-/* By whose code asked, the C library's own frames skipped. */
-enum heap_owner {
-    heap_daemon, /* the daemon calls the allocator itself */
-    heap_libc,   /* the C library does, in a function that the daemon calls */
-    heap_ubus,
-    heap_ubox,
-    heap_uci,
-    heap_other,
-    heap_owners
-};
+/* What the name of the file holds whose code asks: the daemon first. */
+static const char *const heap_owners[HEAP_OTHERS] = {"/kelvantorium-waitless", "/libubus.",
+                                                     "/libubox.", "/libuci.", "/libc."};
 
 struct heap_counts {
-    unsigned long requests[heap_owners];
+    unsigned long requests[HEAP_OTHERS + 1];
 };

@@ -3,13 +3,15 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <map>
+#include <set>
 #include <sstream>
 #include <string_view>
+#include <sys/utsname.h>
+#include <thread>
 #include <vector>
 
-#include "bench/sections.h"
+#include "bench/stall.h"
 #include "bench/table.h"
 #include "simulator/router/process.h"
 #include "simulator/sandbox.h"
@@ -41,19 +43,19 @@ struct codec_result {
     double requests = 0;  // to the heap
 };
 
-// One line per repetition: name, iterations, real time, processor time, unit, ..., the counter.
+// A line per repetition: name, iterations, real time, processor time, unit, ..., the counter.
 std::map<std::string, codec_result> read_codecs(const std::string &path)
 {
     std::map<std::string, codec_result> results;
-    std::istringstream text(read_file(path));
-    for (std::string line; std::getline(text, line);) {
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
         std::vector<std::string> fields;
         std::istringstream columns(line);
         for (std::string field; std::getline(columns, field, ',');)
             fields.push_back(field);
-        if (fields.size() < 10 || fields[0].size() < 2 || fields[4] != "ns") continue;
-        codec_result &result = results[fields[0].substr(1, fields[0].size() - 2)];
-        result.times.add(0, 0, std::strtod(fields[3].c_str(), nullptr) * 1e-9);
+        if (fields.size() < 10 || fields[4] != "ns") continue;
+        codec_result &result = results[fields[0]];
+        result.times.all.push_back({0, 0, std::strtod(fields[3].c_str(), nullptr) * 1e-9});
         result.requests += std::strtod(fields.back().c_str(), nullptr);
     }
     return results;
@@ -61,64 +63,63 @@ std::map<std::string, codec_result> read_codecs(const std::string &path)
 
 struct section_row {
     const char *name;
-    void (*run)(const bench_options &options, bench_floor &floor);
+    void (*run)(bench_options &options);
 };
 constexpr section_row sections[] = {
     {"exchange", bench_exchange},
-    {"codecs", [](const bench_options &options, bench_floor &) { bench_codecs(options); }},
-    {"running",
-     [](const bench_options &options, bench_floor &floor) { bench_running(options, floor); }},
-    {"growth", [](const bench_options &options, bench_floor &) { bench_growth(options); }},
+    {"codecs", bench_codecs},
+    {"running", bench_running},
+    {"growth", bench_growth},
 };
 
 }  // namespace
 
-void bench_codecs(const bench_options &options)
+// Processor time, so that a busy machine does not count.
+void bench_codecs(bench_options &options)
 {
     const std::string path = "/run/codecs.csv";
     bench_pin(0, true);
     const pid_t pid =
-        process_start({PROGRAMS "/bench/bench_micro", "--benchmark_format=csv",
+        process_start({"/bin/sh", "-c", "exec \"$0\" \"$@\" 2>/dev/null",
+                       PROGRAMS "/bench/bench_micro", "--benchmark_format=csv",
                        options.quick ? "--benchmark_min_time=0.02" : "--benchmark_min_time=0.05",
                        options.quick ? "--benchmark_repetitions=5" : "--benchmark_repetitions=50"},
                       {.out = path});
     bench_pin(0, false);
-    const int status = process_wait(pid, 300s).value_or(-1);
+    (void)process_wait(pid, 300s);
     auto results = read_codecs(path);
     double requests = 0;
     for (const codec_row &row : codecs) {
-        const auto found = results.find(row.name);
-        if (status != 0 || found == results.end()) {
-            bench_nottaken(row.figure, "bench_micro failed");
-            continue;
-        }
-        requests += found->second.requests;
-        bench_print({.figure = row.figure, .limit = row.limit}, found->second.times);
+        codec_result &result = results['"' + std::string(row.name) + '"'];
+        requests += result.requests;
+        bench_print({.figure = row.figure, .limit = row.limit}, result.times);
     }
-    bench_print(
-        {.figure = "requests to the heap in all of these", .unit = bench_unit::count, .limit = 0},
-        requests);
+    bench_print({.figure = "requests to the heap in all of these", .unit = "", .limit = 0},
+                requests);
 }
 
 int main(int argc, char **argv)
 {
     bench_options options;
-    std::vector<std::string_view> wanted;
+    std::set<std::string_view> wanted;
     for (int i = 1; i < argc; i++) {
         if (std::strcmp(argv[i], "--quick") == 0)
             options.quick = true;
         else
-            wanted.emplace_back(argv[i]);
+            wanted.insert(argv[i]);
     }
     sandbox_enter();
-    bench_head(options.quick);
-    if (!bench_watch()) std::puts("no real-time priority: waits of a busy machine count as stalls");
-    bench_floor floor;
-    for (const section_row &section : sections) {
-        bool chosen = wanted.empty();
-        for (const std::string_view name : wanted)
-            chosen = chosen || name == section.name;
-        if (chosen) section.run(options, floor);
-    }
+    const double load = std::strtod(read_file("/proc/loadavg").c_str(), nullptr);
+    utsname machine = {};
+    (void)uname(&machine);
+    std::printf("%s, %u cores; load at the start %.2f%s\n", machine.machine,
+                std::thread::hardware_concurrency(), load,
+                options.quick ? "; few repeats, for a look only" : "");
+    if (!bench_watch())
+        std::puts("no real-time priority: waits of a busy machine are dropped, too");
+    std::printf("%-47s %9s %9s  %-24s %-6s %-11s %s\n", "figure", "median", "99%", "target", "",
+                "kept/all", "beside it");
+    for (const section_row &section : sections)
+        if (wanted.empty() || wanted.count(section.name) != 0) section.run(options);
     return bench_complete() ? 0 : 1;
 }

@@ -9,7 +9,6 @@
 
 #include <libubus.h>
 
-#include "bench/sections.h"
 #include "bench/table.h"
 #include "simulator/router/bus.h"
 #include "simulator/router/process.h"
@@ -20,11 +19,9 @@ namespace
 {
 
 constexpr char section[] = "the running daemon";
-constexpr double fixedwaits = 11;   // s before "op": 1 before the GNSS mode, twice 5 in the script
-constexpr double pollinterval = 1;  // s
-constexpr double waiting = 0.004;   // s; a request that takes longer has met a pass
-constexpr double exchangepause = 1e-3;
-constexpr int passcommands = 5;  // of a steady pass, those for the storage apart
+constexpr double fixedwaits = 11;  // s before "op": 1 before the GNSS mode, twice 5 in the script
+constexpr double exchangepause = 1e-3;  // s
+constexpr int passcommands = 5;         // of a steady pass, those for the storage apart
 
 // Calls as cheap as a client can make them: the object looked up once, replies thrown away.
 class bare_client
@@ -71,7 +68,6 @@ private:
 struct running_router {
     router_parts parts{PROGRAMS};
     std::unique_ptr<bus_client> bus;
-    bench_floor floor;
     bench_options options;
 
     pid_t daemon() const
@@ -99,7 +95,8 @@ bool measure_start(running_router &router, bench_samples &times)
         if (bench_now() - start > 60) return false;
         std::this_thread::sleep_for(1ms);
     }
-    times.add(start, bench_now(), bench_now() - start - fixedwaits);
+    // Hiccups during the fixed waits change nothing, so none is looked for.
+    times.all.push_back({start, start, bench_now() - start - fixedwaits});
     return true;
 }
 
@@ -110,9 +107,6 @@ bool measure_starts(running_router &router)
         if (i > 0) (void)router.parts.kill(router_part::daemon);
         if (!measure_start(router, starts)) return false;
     }
-    // A sample of seconds meets some hiccup nearly always; none of them changes it much.
-    for (bench_sample &sample : starts.all)
-        sample.from = sample.to;
     bench_print({.figure = "start to \"op\", less 11 s of fixed waits"}, starts);
     return true;
 }
@@ -121,8 +115,8 @@ bool measure_starts(running_router &router)
 bool measure_pass(running_router &router, int capacity, std::size_t passes)
 {
     (void)router.bus->call("simulator", "storage", {{"capacity", capacity}});
+    const int expected = passcommands + capacity;
     bare_client client;
-    bench_samples ignored;
     bench_samples waits;
     double commands = 0;
     // The first is cut by the change.
@@ -130,17 +124,16 @@ bool measure_pass(running_router &router, int capacity, std::size_t passes)
         bench_samples one;
         if (!client.call("kelvantorium", "get", one)) return false;
         const bench_sample &sample = one.all.front();
-        if (sample.value < waiting) continue;
+        if (sample.value < expected * exchangepause) continue;
         if (pass == 1) commands = router.commands();
         if (pass++ > 1) waits.all.push_back(sample);
     }
     commands = (router.commands() - commands) / static_cast<double>(passes);
-    const int expected = passcommands + capacity;
     if (commands != expected) {
-        bench_nottaken("steady pass", bench_text(commands, bench_unit::count) + " commands");
+        bench_nottaken("steady pass", bench_text(commands, "") + " commands");
         return true;
     }
-    const double least = expected * (router.floor.bare + exchangepause);
+    const double least = expected * (router.options.bare + exchangepause);
     bench_row row = {
         .figure = "pass of 5 + " + std::to_string(capacity) + " commands, longest wait of a get",
         .beside = "floor: bare exchanges and pauses: " + bench_text(least)};
@@ -149,23 +142,17 @@ bool measure_pass(running_router &router, int capacity, std::size_t passes)
     return true;
 }
 
-// Over whole passes that nobody interrupts.
+// While nobody asks. A stolen core counts as used by whoever runs, hence the samples.
 void measure_processor(running_router &router, std::size_t passes)
 {
     bench_samples times;
-    const auto look = [&](double &used, double &commands) {
-        used = bench_processortime(router.daemon());
-        commands = router.commands();
-    };
     for (std::size_t i = 0; i < passes; i++) {
-        double used[2];
-        double commands[2];
         const double start = bench_now();
-        look(used[0], commands[0]);
+        const double commands = router.commands();
+        const double used = bench_usageof(router.daemon()).seconds;
         std::this_thread::sleep_for(1300ms);
-        look(used[1], commands[1]);
-        if (commands[1] > commands[0])
-            times.add(start, start, (used[1] - used[0]) / (commands[1] - commands[0]));
+        const double time = bench_usageof(router.daemon()).seconds - used;
+        times.all.push_back({start, bench_now(), time / (router.commands() - commands)});
     }
     bench_print({.figure = "processor time per command of the running poll", .limit = 80e-6},
                 times);
@@ -183,13 +170,11 @@ bool enter_error(running_router &router)
 void measure_idle(running_router &router)
 {
     const double start = bench_now();
-    const double used = bench_processortime(router.daemon());
+    const double used = bench_usageof(router.daemon()).seconds;
     std::this_thread::sleep_for(std::chrono::seconds(router.options.times(60, 4)));
     const double share =
-        (bench_processortime(router.daemon()) - used) / (bench_now() - start) * 100;
-    bench_print({.figure = "idle in \"error\": share of one core",
-                 .unit = bench_unit::percent,
-                 .limit = 0.05},
+        (bench_usageof(router.daemon()).seconds - used) / (bench_now() - start) * 100;
+    bench_print({.figure = "idle in \"error\": share of one core", .unit = "%", .limit = 0.05},
                 share);
 }
 
@@ -224,31 +209,28 @@ void measure_get(running_router &router, pid_t peer, bool pinned)
     if (!done) return bench_nottaken(row.figure, "a call failed");
     if (pinned) row.limit99 = 100e-6;
     for (std::size_t i = 0; i < getrow; i++)
-        row.beside += methods[i].shown + bench_text(times[i].median());
+        row.beside += methods[i].shown + bench_text(times[i].at());
     bench_print(row, times[getrow]);
-    const double get = times[getrow].median();
+    const double get = times[getrow].at();
     bench_print({.figure = "  times the do-nothing method",
-                 .unit = bench_unit::count,
-                 .beside = "times the ready reply: " +
-                           bench_text(get / times[1].median(), bench_unit::count),
+                 .unit = "",
+                 .beside = "times the ready reply: " + bench_text(get / times[1].at(), ""),
                  .limit = 1.3},
-                get / times[0].median());
+                get / times[0].at());
 }
 
 void measure_memory(running_router &router, pid_t peer)
 {
-    const bench_memory own = bench_memoryof(router.daemon());
-    const bench_memory floor = bench_memoryof(peer);
+    const bench_usage own = bench_usageof(router.daemon());
+    const bench_usage floor = bench_usageof(peer);
     bench_print({.figure = "private memory in \"op\"",
-                 .unit = bench_unit::kilobytes,
-                 .beside = "do-nothing bus program in C: " +
-                           bench_text(floor.privately, bench_unit::kilobytes),
+                 .unit = "kB",
+                 .beside = "do-nothing bus program in C: " + bench_text(floor.privately, "kB"),
                  .limit = 450},
                 own.privately);
     bench_print({.figure = "  of it backed by no file",
-                 .unit = bench_unit::kilobytes,
-                 .beside = "do-nothing bus program in C: " +
-                           bench_text(floor.anonymous, bench_unit::kilobytes)},
+                 .unit = "kB",
+                 .beside = "do-nothing bus program in C: " + bench_text(floor.anonymous, "kB")},
                 own.anonymous);
 }
 
@@ -271,11 +253,10 @@ void measure_all(running_router &router, pid_t peer)
 
 }  // namespace
 
-void bench_running(const bench_options &options, const bench_floor &floor)
+void bench_running(bench_options &options)
 {
     running_router router;
     router.options = options;
-    router.floor = floor;
     if (!bench_startrouter(router.parts, section)) return;
     router.bus = std::make_unique<bus_client>();
     if (!measure_starts(router)) return;

@@ -1,13 +1,10 @@
-// Witnesses of the machine's own hiccups: one thread per core that sleeps a millisecond at a time
-// and notes whenever it wakes up too late. They outrank everything measured, so what delays them
-// lies outside this system.
+// Witnesses of the machine's hiccups: a thread per core that sleeps a millisecond at a time and
+// notes when it wakes too late. They outrank all that is measured, so what delays them lies outside
+// this system.
 #pragma once
 
-// Seconds of the monotonic clock.
-double bench_now();
-
-// Starts the witnesses; they run to the end of the process. False without real-time priority: then
-// a busy machine counts as stalled, too.
+// Starts them, to the end of the process. False without real-time priority: then the waits of a
+// busy machine count as hiccups, too.
 bool bench_watch();
-// Whether any core stood still at any moment between two times.
-bool bench_stalled(double from, double to);
+// Seconds between two times during which a core stood still.
+double bench_stalled(double from, double to);
