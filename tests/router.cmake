@@ -10,9 +10,11 @@ add_executable(router_tests
     router/poll_test.cpp
     router/running.cpp
     router/set_test.cpp
+    router/sms_test.cpp
     router/soak_test.cpp
+    router/ussd_test.cpp
     ${PROJECT_SOURCE_DIR}/simulator/network/link.cpp
 )
-target_link_libraries(router_tests PRIVATE test_support)
+target_link_libraries(router_tests PRIVATE test_support simulator_modem)
 add_dependencies(router_tests router_programs kelvantorium_fast)
 gtest_discover_tests(router_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

@@ -49,23 +49,6 @@ void apply(running_router &router, const std::vector<condition> &conditions)
         EXPECT_TRUE(router.modem(row.method, row.arguments).ok()) << row.method;
 }
 
-// Waits for a transition and checks its words and its line in the log.
-void expect_transition(running_router &router,
-                       const router_mark &since,
-                       const std::string &prevstate,
-                       const std::string &state,
-                       const std::string &error,
-                       const std::string &reason)
-{
-    EXPECT_TRUE(router.becomes("info.kelvantorium.reason", reason));
-    const bus_reply now = router.call("get");
-    EXPECT_EQ(now["info.kelvantorium.prevstate"], prevstate);
-    EXPECT_EQ(now["info.kelvantorium.state"], state);
-    EXPECT_EQ(now["info.kelvantorium.error"], error);
-    const char *priority = state == "error" ? "err " : "info ";
-    EXPECT_TRUE(router.logs(priority + prevstate + "->" + state + ": " + reason, since));
-}
-
 TEST(poll, passesHoldTheQueriesAndChangedLedsOnly)
 {
     const std::string lost = watchpass + " AT+COPS?";

@@ -108,3 +108,34 @@ bool running_router::isidle()
     std::this_thread::sleep_for(150ms);
     return commands(since).empty();
 }
+
+std::string running_router::callunplugged(const std::string &method, const bus_arguments &arguments)
+{
+    std::string result = "error: info.kelvantorium.state: error";
+    for (int attempts = 5; attempts > 0 && result.ends_with(".state: error"); attempts--) {
+        modem("replug");
+        renew();
+        const router_mark pass = passmark();
+        const auto length = std::count(fullpass.begin(), fullpass.end(), ' ') + 1;
+        EXPECT_TRUE(wait_until([&] { return std::ssize(commands(pass)) >= length; }));
+        modem("unplug");
+        result = call(method, arguments)["result"];
+    }
+    return result;
+}
+
+void expect_transition(running_router &router,
+                       const router_mark &since,
+                       const std::string &prevstate,
+                       const std::string &state,
+                       const std::string &error,
+                       const std::string &reason)
+{
+    EXPECT_TRUE(router.becomes("info.kelvantorium.reason", reason));
+    const bus_reply now = router.call("get");
+    EXPECT_EQ(now["info.kelvantorium.prevstate"], prevstate);
+    EXPECT_EQ(now["info.kelvantorium.state"], state);
+    EXPECT_EQ(now["info.kelvantorium.error"], error);
+    const char *priority = state == "error" ? "err " : "info ";
+    EXPECT_TRUE(router.logs(priority + prevstate + "->" + state + ": " + reason, since));
+}

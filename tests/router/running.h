@@ -41,7 +41,17 @@ public:
     std::vector<std::string> distinctpasses(const router_mark &since);
     // Whether the modem hears nothing for several passes.
     bool isidle();
+    // The result of a call made after the cable was pulled and before a pass noticed.
+    std::string callunplugged(const std::string &method, const bus_arguments &arguments);
 
 private:
     std::vector<std::string> passes(const router_mark &since);
 };
+
+// Waits for a transition and checks its words and its line in the log.
+void expect_transition(running_router &router,
+                       const router_mark &since,
+                       const std::string &prevstate,
+                       const std::string &state,
+                       const std::string &error,
+                       const std::string &reason);
