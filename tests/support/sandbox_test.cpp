@@ -58,10 +58,15 @@ router_setup withoutdaemon()
 
 }  // namespace
 
+// Names that the host will not have.
+const char *const privatefiles[] = {"/run/of-the-sandbox", "/etc/of-the-sandbox",
+                                    "/tmp/of-the-sandbox", "/root/of-the-sandbox",
+                                    "/etc/config/of-the-sandbox"};
+
 TEST(sandbox, handsOutTheExitStatusAndKeepsFilesPrivate)
 {
     const pid_t pid = startsandbox([] {
-        for (const char *path : {"/run/x", "/etc/x", "/tmp/x", "/root/x", "/etc/config/x"}) {
+        for (const char *path : privatefiles) {
             write_file(path, "x");
             if (read_file(path) != "x") return 1;
         }
@@ -70,7 +75,7 @@ TEST(sandbox, handsOutTheExitStatusAndKeepsFilesPrivate)
     const auto status = process_wait(pid, 60s);
     ASSERT_TRUE(status.has_value());
     EXPECT_EQ(process_endtext(*status), "exit status 42");
-    for (const char *path : {"/run/x", "/etc/x", "/tmp/x", "/root/x", "/etc/config/x"})
+    for (const char *path : privatefiles)
         EXPECT_FALSE(std::filesystem::exists(path)) << path;
 }
 
