@@ -45,7 +45,7 @@ int uloop_timeout_set(struct uloop_timeout *timeout, int msecs)
     if (msecs < 0) msecs = 0;
     timeout->time = now();
     timeout->time.tv_sec += msecs / 1000;
-    timeout->time.tv_usec += (msecs % 1000) * 1000;
+    timeout->time.tv_usec += (msecs % 1000) * 1000L;
     if (timeout->time.tv_usec >= 1000000) {
         timeout->time.tv_sec++;
         timeout->time.tv_usec -= 1000000;
