@@ -1,53 +1,17 @@
 // Package and pending files of any octets: what can be read, a commit writes, and it reads back as
 // the same. An input is the package file, a NUL and the pending file.
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 
-#include <uci.h>
-
+#include "fuzz/folder.h"
 #include "fuzz/mutate.h"
 
 namespace
 {
 
-namespace fs = std::filesystem;
-
 constexpr char name[] = "demo";
-
-// In memory where that is possible: every commit waits for the disk.
-struct folder {
-    folder()
-    {
-        std::string text = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-        text += "/uci-fuzz-XXXXXX";
-        fuzz_require(mkdtemp(text.data()) != nullptr, "a folder to work in");
-        path = text;
-        fs::create_directory(path / "config");
-        fs::create_directory(path / "save");
-    }
-    ~folder()
-    {
-        std::error_code error;
-        fs::remove_all(path, error);
-    }
-    folder(const folder &) = delete;
-    folder &operator=(const folder &) = delete;
-
-    fs::path path;
-};
-
-uci_context *context(const folder &where)
-{
-    uci_context *ctx = uci_alloc_context();
-    uci_set_confdir(ctx, (where.path / "config").c_str());
-    uci_set_savedir(ctx, (where.path / "save").c_str());
-    uci_set_conf2dir(ctx, nullptr);
-    return ctx;
-}
 
 void add(std::string &text, char mark, const char *word)
 {
@@ -83,9 +47,9 @@ std::string describe(uci_package *p)
 }
 
 // A new context's view; "" too when the package cannot be read.
-std::string load(const folder &where, int &result)
+std::string load(const fuzz_folder &where, int &result)
 {
-    uci_context *ctx = context(where);
+    uci_context *ctx = where.settle(uci_alloc_context());
     uci_package *p = nullptr;
     result = uci_load(ctx, name, &p);
     const std::string text = result == UCI_OK ? describe(p) : std::string();
@@ -93,9 +57,9 @@ std::string load(const folder &where, int &result)
     return text;
 }
 
-void commit(const folder &where)
+void commit(const fuzz_folder &where)
 {
-    uci_context *ctx = context(where);
+    uci_context *ctx = where.settle(uci_alloc_context());
     char text[] = "demo.@[-1].a";
     uci_ptr ptr;
     fuzz_require(uci_lookup_ptr(ctx, &ptr, text, true) == UCI_OK,
@@ -108,7 +72,7 @@ void commit(const folder &where)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const folder where;
+    static const fuzz_folder where;
     const std::string_view input(reinterpret_cast<const char *>(data), size);
     const std::size_t end = std::min(input.find('\0'), size);
     std::ofstream(where.path / "config" / name, std::ios::binary) << input.substr(0, end);

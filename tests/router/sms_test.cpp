@@ -119,21 +119,21 @@ random_message makemessage(std::minstd_rand &random, unsigned reference)
     const bool damaged = below(4) == 0;
     // Service-centre address, PDU type, type of the sender's address.
     if (damaged) pdu.replace(std::array{0U, 2U, 16U, 20U}[below(4)], 2, "FF");
-    if (damaged || pdu.size() < 2 * 28) made.missing = 99;
+    if (damaged || pdu.size() / 2 < 28) made.missing = 99;
     return made;
 }
 
 TEST(messages, wellFormedOnesComeOutWholeInOrderOfCompletion)
 {
     const char *wanted = std::getenv("SMS_MESSAGES");
-    const int count = wanted != nullptr ? std::atoi(wanted) : 150;
+    const unsigned long count = wanted != nullptr ? std::strtoul(wanted, nullptr, 10) : 150;
     running_router router;
     router.modem("storage", {{"capacity", 40}});
     std::minstd_rand random(20241116);
     std::array<entry, places> ring;
     std::size_t last = 0;
     std::size_t requests = 0;
-    for (int done = 0; done < count && !HasFailure(); done += 5) {
+    for (unsigned long done = 0; done < count && !HasFailure(); done += 5) {
         // No more at a time than the daemon keeps parts of.
         std::vector<random_message> messages;
         std::vector<std::pair<std::size_t, std::size_t>> batch;  // message, part

@@ -1,0 +1,78 @@
+// Replies in pieces of any size: what has accumulated, and what it is taken for.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "at/reply.h"
+#include "at/sendat.h"
+#include "at/ussd.h"
+#include "fuzz/mutate.h"
+
+namespace
+{
+
+constexpr std::size_t most = 560;  // characters of a reply
+
+std::string lower(std::string_view text)
+{
+    std::string made(text);
+    for (char &c : made)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c | 0x20);
+    return made;
+}
+
+// Where `marker`, in lower case, ends in the lower-case text; 0: nowhere.
+std::size_t endof(const std::string &text, std::string_view marker)
+{
+    const std::size_t at = text.find(marker);
+    return at == std::string::npos ? 0 : at + marker.size();
+}
+
+modem_verdict judge(const std::string &text, const char *answer)
+{
+    if (endof(text, lower(answer)) > 0) return modem_verdict::expected;
+    if (endof(text, "error\r\n") > 0) return modem_verdict::error;
+    for (const char *marker : {"+cme error:", "+cms error:"}) {
+        const std::size_t end = endof(text, marker);
+        if (end == 0) continue;
+        const bool ended = text.find("\r\n", end) != std::string::npos;
+        return ended ? modem_verdict::error : modem_verdict::unfinished;
+    }
+    return modem_verdict::nothing;
+}
+
+void checkverdicts(std::string_view reply)
+{
+    const std::string text = lower(reply);
+    for (const char *answer : {"OK\r\n", ">", "no such text"})
+        fuzz_require(modem_classify(reply, answer) == judge(text, answer), "the first match wins");
+    const modem_ussdmarker *marker = modem_classifyussd(reply);
+    fuzz_require(marker == nullptr || endof(text, lower(marker->text)) > 0, "the marker is there");
+    fuzz_require(marker != nullptr || judge(text, "17\r\n") == modem_verdict::nothing,
+                 "an error ends the wait");
+}
+
+}  // namespace
+
+// An input is one octet, the size of the pieces, and the octets that arrive.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    if (size == 0) return 0;
+    // Of the very size, so that a sanitizer sees the first octet beyond.
+    const std::unique_ptr<char[][most + 1]> text(new char[1][most + 1]);
+    std::size_t length = 0;
+    std::string expected;
+    const std::size_t piece = data[0] < 250 ? data[0] + 1U : most;
+    for (std::size_t at = 1; at < size; at += piece) {
+        const std::size_t count = std::min(piece, size - at);
+        if (expected.size() + count > most) expected.clear();
+        expected.append(reinterpret_cast<const char *>(data) + at, count);
+        length = modem_accumulate(text[0], length, {data + at, count});
+        fuzz_require(length <= most && text[0][length] == '\0', "fits and ends");
+        fuzz_require(std::string_view(text[0], length) == expected, "what has arrived");
+        // Not after every octet: that would take most of the time.
+        if (at % 64 < piece || at + count == size) checkverdicts({text[0], length});
+    }
+    return 0;
+}

@@ -1,0 +1,216 @@
+// Octets on the bus: to an object's owner from the broker, and to the broker from a client. Both
+// answer with sound messages and keep nothing of a client that has gone.
+#include <array>
+#include <fcntl.h>
+#include <linux/sockios.h>
+#include <string>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+extern "C" {
+#include <ubus/internal.h>
+#include <ubusd/ubusd.h>
+}
+
+#include "fuzz/mutate.h"
+
+namespace
+{
+
+using namespace std::string_view_literals;
+
+// Stand for the numbers of the object that is called, and of the caller.
+constexpr std::string_view objecttoken = "OBJ1";
+constexpr std::string_view callertoken = "PEER";
+constexpr std::uint32_t objectid = 0x4F424A31;
+
+// Registers an object "own".
+constexpr std::string_view addobject = "\0\6\0\1\0\0\0\0\0\0\0\x0c\2\0\0\x08own\0"sv;
+
+// Reads every field as a handler or a client may.
+void readfields(blob_attr *table, int depth)
+{
+    blob_attr *field = nullptr;
+    std::size_t rest = 0;
+    blobmsg_for_each_attr(field, table, rest)
+    {
+        if (!blobmsg_check_attr_len(field, false, rest)) return;
+        const int type = blobmsg_type(field);
+        if (type == BLOBMSG_TYPE_STRING)
+            (void)std::string_view(blobmsg_get_string(field)).find('x');
+        if ((type == BLOBMSG_TYPE_TABLE || type == BLOBMSG_TYPE_ARRAY) && depth < 16)
+            readfields(field, depth + 1);
+    }
+}
+
+constexpr blobmsg_policy policy[] = {
+    {"client", BLOBMSG_TYPE_STRING}, {"n", BLOBMSG_TYPE_INT32}, {"any", BLOBMSG_TYPE_UNSPEC}};
+
+int handle(ubus_context *context,
+           ubus_object *,
+           ubus_request_data *request,
+           const char *method,
+           blob_attr *message)
+{
+    std::array<blob_attr *, std::size(policy)> found = {};
+    fuzz_require(std::string_view(method) == "m", "the method that was asked for");
+    (void)blobmsg_parse(policy, std::size(policy), found.data(), blob_data(message),
+                        static_cast<unsigned>(blob_len(message)));
+    static blob_buf reply;
+    blob_buf_init(&reply, 0);
+    if (found[0] != nullptr) blobmsg_add_string(&reply, "client", blobmsg_get_string(found[0]));
+    if (found[1] != nullptr) blobmsg_add_u32(&reply, "n", blobmsg_get_u32(found[1]));
+    readfields(message, 0);
+    return ubus_send_reply(context, request, reply.head);
+}
+
+// What comes back over a connection: messages, and whole ones.
+struct answers {
+    int fd;
+    ubus_reader reader = {};
+    bool ended = false;
+    std::uint32_t caller = 0;
+    std::uint32_t object = 0;  // the latest that was named
+
+    // True when there was at least one.
+    bool take()
+    {
+        bool any = false;
+        ubus_msg *message = nullptr;
+        ubus_read result = ubus_reader_next(&reader, fd, &message);
+        for (; result == UBUS_READ_MESSAGE; result = ubus_reader_next(&reader, fd, &message)) {
+            blob_attr *attributes[UBUS_ATTR_MAX];
+            ubus_msg_parse(message, attributes);
+            if (message->hdr.type == UBUS_MSG_HELLO) caller = message->hdr.peer;
+            if (attributes[UBUS_ATTR_OBJID] != nullptr)
+                object = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
+            free(message);
+            any = true;
+        }
+        fuzz_require(result != UBUS_READ_INVALID, "a sound length");
+        ended = result == UBUS_READ_END;
+        return any;
+    }
+    void finish()
+    {
+        fuzz_require(ended || reader.got == 0, "whole messages");
+        free(reader.msg);
+        close(fd);
+    }
+};
+
+// The client library reads `input`.
+void fuzzlibrary(std::string_view input)
+{
+    int ends[2];
+    fuzz_require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) == 0, "a socket");
+    const ubus_method method = UBUS_METHOD_NOARG("m", handle);
+    ubus_object object = {};
+    object.id = objectid;
+    object.methods = &method;
+    object.n_methods = 1;
+    ubus_context context = {};
+    INIT_LIST_HEAD(&context.requests);
+    INIT_LIST_HEAD(&context.pending);
+    INIT_LIST_HEAD(&context.objects.list_head);
+    list_add_tail(&object.avl.list, &context.objects.list_head);
+    context.sock.fd = ends[0];
+    struct ubus_request request = {};
+    request.peer = objectid;
+    request.seq = 1;
+    request.data_cb = [](struct ubus_request *, int, blob_attr *reply) { readfields(reply, 0); };
+    list_add_tail(&request.list, &context.requests);
+
+    fuzz_require(write(ends[1], input.data(), input.size()) >= 0, "room in the socket");
+    fuzz_require(shutdown(ends[1], SHUT_WR) == 0, "an end of the input");
+    while (ubus_receive(&context))
+        ubus_drain(&context);
+    fuzz_require(context.sock.eof && list_empty(&context.pending), "all is read and handled");
+    answers back = {ends[1]};
+    (void)back.take();
+    back.finish();
+    close(ends[0]);
+}
+
+struct broker {
+    std::string path = "/tmp/busmessage-fuzz-" + std::to_string(getpid());
+
+    broker()
+    {
+        fuzz_require(uloop_init() == 0 && ubusd_listen(path.c_str()) == 0, "a broker");
+    }
+    ~broker()
+    {
+        (void)unlink(path.c_str());
+    }
+    broker(const broker &) = delete;
+    broker &operator=(const broker &) = delete;
+
+    int connect() const
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        fuzz_require(::connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0,
+                     "a connection");
+        (void)uloop_run_timeout(0);
+        (void)fcntl(fd, F_SETFL, O_NONBLOCK);
+        return fd;
+    }
+};
+
+// Puts a number, in the order of the wire, where its token is.
+void replace(std::string &text, std::string_view token, std::uint32_t number)
+{
+    const std::string_view octets(reinterpret_cast<const char *>(&number), sizeof(number));
+    for (std::size_t at = 0; (at = text.find(token, at)) != std::string::npos; at += octets.size())
+        text.replace(at, token.size(), octets);
+}
+
+// Sends and runs the broker until it has read and answered everything.
+void exchange(answers &back, std::string_view text)
+{
+    fuzz_require(write(back.fd, text.data(), text.size()) >= 0, "room in the socket");
+    // A pass takes at least an octet; what has been read in part counts as unread.
+    int unread = 1;
+    for (std::size_t passes = 0; passes < text.size() + 16 && unread > 0; passes++) {
+        (void)uloop_run_timeout(0);
+        (void)back.take();
+        fuzz_require(ioctl(back.fd, SIOCOUTQ, &unread) == 0, "a view into the socket");
+    }
+    for (int idle = 0; idle < 4; idle++) {
+        (void)uloop_run_timeout(0);
+        if (back.take()) idle = 0;
+    }
+    fuzz_require(unread == 0, "all is read");
+}
+
+// The broker reads `input` from a client that takes its answers.
+void fuzzbroker(std::string input)
+{
+    static const broker running;
+    answers back = {running.connect()};
+    exchange(back, addobject);
+    fuzz_require(back.object != 0, "an object");
+    replace(input, objecttoken, htobe32(back.object));
+    replace(input, callertoken, back.caller);
+    exchange(back, input);
+    back.finish();
+    for (int passes = 0; passes < 10 && !list_empty(&ubusd_objects); passes++)
+        (void)uloop_run_timeout(0);
+    fuzz_require(list_empty(&ubusd_objects), "objects go with their client");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const std::string_view input(reinterpret_cast<const char *>(data), size);
+    fuzzlibrary(input);
+    fuzzbroker(std::string(input));
+    return 0;
+}
