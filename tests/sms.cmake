@@ -9,7 +9,9 @@ add_executable(sms_tests
     sms/list_test.cpp
     sms/receive_test.cpp
     sms/submit_test.cpp
+    sms/table_test.cpp
     sms/text_test.cpp
 )
 target_link_libraries(sms_tests PRIVATE daemon_objects test_support)
+target_compile_definitions(sms_tests PRIVATE SMS_TABLE="${PROJECT_SOURCE_DIR}/docs/sms.md")
 gtest_discover_tests(sms_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
