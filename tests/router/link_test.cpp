@@ -92,7 +92,8 @@ TEST(link, lostNetworkShowsDefaultsAndIsTakenDownOnce)
     EXPECT_EQ(calls(router), (link_calls{2, 2}));
     // Down at once, but the words wait for the answer that never comes.
     router.modem("fault", {{"command", "AT+COPS=0"}, {"kind", "silence"}});
-    router.modem("radio", {{"registered", false}});
+    const condition unregistered = once("AT+COPS?", "reply", "\r\n+COPS: 0\r\n\r\nOK\r\n");
+    router.modem(unregistered.method, unregistered.arguments);
     EXPECT_TRUE(router.becomes("info.kelvantorium.error", "no_answer"));
     EXPECT_EQ(calls(router), (link_calls{2, 3}));
     EXPECT_EQ(router.status("info.network.state"), "connected");
