@@ -1,240 +1,228 @@
 // The initialisation script: every command in order, every row failing, every lock code.
-#include "config/init.h"
+#include <algorithm>
+#include <cstdlib>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include "at/sendat.h"
-#include "tests/daemon/bench.h"
+#include "tests/support/router.h"
 
 namespace
 {
 
-constexpr char everything[] =
-    "config modem 'modem'\n\toption slot '1'\n"
-    "config rs485 'rs485'\n\toption pull 'down'\n"
-    "config gnss 'gnss'\n\toption power 'on'\n\toption mode '3'\n"
-    "config network 'network'\n\toption type 'auto'\n\toption iptype 'ipv4'\n"
-    "\toption iparea 'public'\n\toption apn 'dynamic'\n";
+constexpr char statepath[] = "info.kelvantorium.state";
+const router_setup fast = {.daemon = "kelvantorium-fast"};
+constexpr char lastcommand[] = "AT+CFUN=1";
 
 struct script_row {
-    const char *command;
-    const char *reason;        // when it is not answered with OK
+    std::string command;       // or a wait
+    std::string purpose = {};  // first half of the reason when it is not answered with OK
+    std::string shown = {};    // the command as the reason spells it, where it differs
     bool passeserror = false;  // an error reply does not end the run
     unsigned errortries = 1;   // how often an error reply is met
 };
 
-#define FAILS ": didn't get answer OK"
-
-// With everything configured; PDP contexts are told apart by the test.
+// With everything configured. The row of a PDP context stands for all fifteen.
 const script_row script[] = {
-    {"ATV1", "set answer OK: ATV1" FAILS},
-    {"ATE0", "set disable echo: ATE0" FAILS},
-    {"AT+CATR=2", "set sending URC-event: AT+CATR=2" FAILS},
-    {"AT+CMEE=2", "set answer +CME ERROR: AT+CMEE=2" FAILS},
-    {"at*imscfg=\"switch\",off", "set disabled dualsim: at*imscfg=\"switch\",off" FAILS},
-    {"AT+CFUN=0", "set low power mode: AT+CFUN=0" FAILS},
-    {"AT+CGMM", "get info.modem.model: AT+CGMM" FAILS},
-    {"AT+CGMR", "get info.modem.firmware: AT+CGMR" FAILS},
-    {"AT+CGSN", "get info.modem.imei: AT+CGSN" FAILS},
-    {"AT+CGDRT=27,1", "set out settings.modem.rs485.pull: AT+CGDRT=27,1" FAILS},
-    {"AT+CGSETV=27,1", "set out settings.modem.rs485.pull: AT+CGSETV=27,1" FAILS},
-    {"AT+CGDRT=25,1", "set out gpio-led info.modem.gnss.state: AT+CGDRT=25,1" FAILS},
-    {"AT+CGSETV=25,0", "set led [unavailable] info.modem.gnns.state: AT+CGSETV=25,0" FAILS, true},
-    {"AT+CGNSSPWR=1", "set on settings.modem.gnss.power: AT+CGNSSPWR=1" FAILS},
-    {"AT+CGNSSMODE=3", "set 3 settings.modem.gnss.mode: AT+CGNSSMODE=3" FAILS, false, 60},
-    {"AT+CVAUXS=1", "set enbaled out pin VDD_AUX: AT+CVAUXS=1" FAILS},
-    {"AT+CGDRT=28,1", "set out gpio-slot settings.modem.slot: AT+CGDRT=28,1" FAILS},
-    {"AT+CGSETV=28,0", "set low gpio-switch settings.modem.slot(1): AT+CGSETV=28,0" FAILS},
-    {"AT+CGDRT=55,1;+CGDRT=56,1;+CGDRT=57,1;+CGDRT=58,1",
-     "set out gpios-led slot1 and slot2: AT+CGDRT=55,1;+CGDRT=56,1;+CGDRT=57,1;+CGDRT=58,1" FAILS},
-    {"AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0",
-     "set led off off slot1 and slot2: "
-     "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0" FAILS},
+    {"ATV1", "set answer OK"},
+    {"ATE0", "set disable echo"},
+    {"AT+CATR=2", "set sending URC-event"},
+    {"AT+CMEE=2", "set answer +CME ERROR"},
+    {"at*imscfg=\"switch\",off", "set disabled dualsim"},
+    {"AT+CFUN=0", "set low power mode"},
+    {"AT+CGMM", "get info.modem.model"},
+    {"AT+CGMR", "get info.modem.firmware"},
+    {"AT+CGSN", "get info.modem.imei"},
+    {"AT+CGDRT=27,1", "set out settings.modem.rs485.pull"},
+    {"AT+CGSETV=27,1", "set out settings.modem.rs485.pull"},
+    {"AT+CGDRT=25,1", "set out gpio-led info.modem.gnss.state"},
+    {"AT+CGSETV=25,0", "set led [unavailable] info.modem.gnns.state", "", true},
+    {"AT+CGNSSPWR=1", "set on settings.modem.gnss.power"},
+    {"1000 ms"},
+    {"AT+CGNSSMODE=3", "set 3 settings.modem.gnss.mode", "", false, 60},
+    {"AT+CVAUXS=1", "set enbaled out pin VDD_AUX"},
+    {"AT+CGDRT=28,1", "set out gpio-slot settings.modem.slot"},
+    {"AT+CGSETV=28,0", "set low gpio-switch settings.modem.slot(1)"},
+    {"AT+CGDRT=55,1;+CGDRT=56,1;+CGDRT=57,1;+CGDRT=58,1", "set out gpios-led slot1 and slot2"},
+    {"AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0", "set led off off slot1 and slot2"},
     {"AT+CGDRT=20,1;+CGDRT=12,1;+CGDRT=59,1;+CGDRT=48,1",
-     "set out gpios-led info.modem.network.level: "
-     "AT+CGDRT=20,1;+CGDRT=12,1;+CGDRT=59,1;+CGDRT=48,1" FAILS},
+     "set out gpios-led info.modem.network.level"},
     {"AT+CGSETV=20,0;+CGSETV=12,0;+CGSETV=59,0;+CGSETV=48,0",
-     "set led [no signal] info.modem.network.level: "
-     "AT+CGSETV=20,0;+CGSETV=12,0;+CGSETV=59,0;+CGSETV=48,0" FAILS},
-    {"AT+CADC=2", "get info.modem.slot[1..2]_state: AT+CADC=2" FAILS},
-    {"AT+CGSETV=55,0;+CGSETV=56,1;+CGSETV=57,0;+CGSETV=58,0",
-     "set led green off slot1 and slot2: "
-     "AT+CGSETV=55,0;+CGSETV=56,1;+CGSETV=57,0;+CGSETV=58,0" FAILS,
-     true},
-    {"AT+CSCS=\"UCS2\"", "set UCS2 data coding scheme: AT+CSCS=UCS2" FAILS},
-    {"AT+CMGF=0", "set PDU mode: AT+CMGF=0" FAILS},
-    {"AT+CLIP=0", "set disabled phone number autodetector: AT+CLIP=0" FAILS},
-    {"AT+CNMI=0", "set disabled sending URC-event +CMTI: AT+CNMI=0" FAILS},
-    {"AT+CFUN=4", "set disable phone transmit and receive RF circuits: AT+CFUN=4" FAILS},
-    {"AT+CPIN?", "get lock status sim: AT+CPIN?" FAILS},
-    {"AT+CIMI", "get info.sim.imsi: AT+CIMI" FAILS},
-    {"AT+CICCID", "get info.sim.iccid: AT+CICCID" FAILS},
-    {"AT+CPMS=\"SM\",\"SM\",\"SM\"", "set SIM sms-storage: AT+CPMS=SM,SM,SM" FAILS},
-    {"AT+CMGD=1,4", "delete all sms from sim-storage: AT+CMGD=1,4" FAILS},
-    {"AT+CGDCONT=1", "delete PDP context: AT+CGDCONT=1" FAILS},
-    {"AT+CGDCONT=2", "delete PDP context: AT+CGDCONT=2" FAILS},
-    {"AT+CGDCONT=3", "delete PDP context: AT+CGDCONT=3" FAILS},
-    {"AT+CGDCONT=4", "delete PDP context: AT+CGDCONT=4" FAILS},
-    {"AT+CGDCONT=5", "delete PDP context: AT+CGDCONT=5" FAILS},
-    {"AT+CGDCONT=6", "delete PDP context: AT+CGDCONT=6" FAILS},
-    {"AT+CGDCONT=7", "delete PDP context: AT+CGDCONT=7" FAILS},
-    {"AT+CGDCONT=8", "delete PDP context: AT+CGDCONT=8" FAILS},
-    {"AT+CGDCONT=9", "delete PDP context: AT+CGDCONT=9" FAILS},
-    {"AT+CGDCONT=10", "delete PDP context: AT+CGDCONT=10" FAILS},
-    {"AT+CGDCONT=11", "delete PDP context: AT+CGDCONT=11" FAILS},
-    {"AT+CGDCONT=12", "delete PDP context: AT+CGDCONT=12" FAILS},
-    {"AT+CGDCONT=13", "delete PDP context: AT+CGDCONT=13" FAILS},
-    {"AT+CGDCONT=14", "delete PDP context: AT+CGDCONT=14" FAILS},
-    {"AT+CGDCONT=15", "delete PDP context: AT+CGDCONT=15" FAILS},
-    {"AT+CGDCONT=1,\"IP\"", "set ipv4 settings.modem.network.iptype: AT+CGDCONT=1,\"IP\"" FAILS},
-    {"AT+CGAUTH=1,0", "set type auth for PDP-IP connection of GPRS : AT+CGAUTH=1,0" FAILS},
-    {"AT+CNMP=2", "set auto (GSM or WCDMA or LTE) settings.modem.network.type: AT+CNMP=2" FAILS},
-    {"AT+COPS=0,0",
-     "set auto network registration and long provider name format: AT+COPS=0,0" FAILS},
-    {"AT+USBNETIP=1", "set usb public ip: AT+USBNETIP=1" FAILS},
-    {"AT+DIALMODE=0", "set enabled USBNET network: AT+DIALMODE=0" FAILS},
-    {"AT+CFUN=1", "set high power mode: AT+CFUN=1" FAILS},
+     "set led [no signal] info.modem.network.level"},
+    {"AT+CADC=2", "get info.modem.slot[1..2]_state"},
+    {"AT+CGSETV=55,0;+CGSETV=56,1;+CGSETV=57,0;+CGSETV=58,0", "set led green off slot1 and slot2",
+     "", true},
+    {"AT+CSCS=\"UCS2\"", "set UCS2 data coding scheme", "AT+CSCS=UCS2"},
+    {"AT+CMGF=0", "set PDU mode"},
+    {"AT+CLIP=0", "set disabled phone number autodetector"},
+    {"AT+CNMI=0", "set disabled sending URC-event +CMTI"},
+    {"AT+CFUN=4", "set disable phone transmit and receive RF circuits"},
+    {"5000 ms"},
+    {"AT+CPIN?", "get lock status sim"},
+    {"AT+CIMI", "get info.sim.imsi"},
+    {"AT+CICCID", "get info.sim.iccid"},
+    {"AT+CPMS=\"SM\",\"SM\",\"SM\"", "set SIM sms-storage", "AT+CPMS=SM,SM,SM"},
+    {"AT+CMGD=1,4", "delete all sms from sim-storage"},
+    {"AT+CGDCONT=", "delete PDP context"},
+    {"AT+CGDCONT=1,\"IP\"", "set ipv4 settings.modem.network.iptype"},
+    {"AT+CGAUTH=1,0", "set type auth for PDP-IP connection of GPRS "},
+    {"AT+CNMP=2", "set auto (GSM or WCDMA or LTE) settings.modem.network.type"},
+    {"AT+COPS=0,0", "set auto network registration and long provider name format"},
+    {"AT+USBNETIP=1", "set usb public ip"},
+    {"AT+DIALMODE=0", "set enabled USBNET network"},
+    {lastcommand, "set high power mode"},
+    {"5000 ms"},
 };
 
-std::vector<std::string> script_commands()
+std::vector<script_row> steps()
 {
-    std::vector<std::string> commands;
-    for (const script_row &row : script)
-        commands.emplace_back(row.command);
-    return commands;
+    std::vector<script_row> rows;
+    for (const script_row &row : script) {
+        if (!row.command.ends_with('=')) {
+            rows.push_back(row);
+            continue;
+        }
+        for (int context = 1; context <= 15; context++)
+            rows.push_back({row.command + std::to_string(context), row.purpose});
+    }
+    return rows;
 }
 
-void expect_words(const modem_info &info,
-                  const char *state,
-                  const char *error,
+void await_end(virtual_router &router)
+{
+    EXPECT_TRUE(wait_until([&] { return router.status(statepath) != "init"; }));
+}
+
+// The commands of one more initialisation.
+std::vector<std::string> initialise(virtual_router &router)
+{
+    await_end(router);
+    const router_mark since = router.mark();
+    EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+    await_end(router);
+    std::vector<std::string> sent = router.commands(since);
+    sent.erase(sent.begin(), std::find(sent.begin(), sent.end(), "ATV1"));  // of the poll
+    const auto last = std::find(sent.begin(), sent.end(), lastcommand);
+    if (last != sent.end()) sent.erase(last + 1, sent.end());  // likewise
+    return sent;
+}
+
+void expect_words(virtual_router &router,
+                  const std::string &state,
+                  const std::string &error,
                   const std::string &reason)
 {
-    EXPECT_STREQ(info.kelvantorium.prevstate, "init");
-    EXPECT_STREQ(info.kelvantorium.state, state);
-    EXPECT_STREQ(info.kelvantorium.error, error);
-    EXPECT_EQ(info.kelvantorium.reason, reason);
+    const bus_reply now = router.call("get");
+    EXPECT_EQ(now["info.kelvantorium.prevstate"], "init");
+    EXPECT_EQ(now[statepath], state);
+    EXPECT_EQ(now["info.kelvantorium.error"], error);
+    EXPECT_EQ(now["info.kelvantorium.reason"], reason);
+    EXPECT_TRUE(
+        router.logs((state == "error" ? "err init->" : "info init->") + state + ": " + reason));
 }
 
 TEST(init, sendsTheWholeScriptInOrder)
 {
-    modem_bench bench;
-    modem_bench::configure(everything);
-    EXPECT_EQ(modem_init(bench.record()), 0);
-    EXPECT_EQ(bench.commands(), script_commands());
-    const modem_info &info = bench.record()->working.info;
-    expect_words(info, "op", "none", "init done ok");
-    EXPECT_STREQ(info.modem.model, "LTE-MODEM-1");
-    EXPECT_STREQ(info.modem.firmware, "LM1.04.02B01");
-    EXPECT_STREQ(info.modem.imei, "861000000000013");
-    EXPECT_STREQ(info.sim.imsi, "250990000000001");
-    EXPECT_STREQ(info.sim.iccid, "8970199000000000017");
-    EXPECT_EQ(modem_bench::pauses(), (std::vector<unsigned>{1000, 5000, 5000}));
-    const std::vector<std::string> log = modem_bench::log();
+    virtual_router router(fast);
+    await_end(router);
+    expect_words(router, "op", "none", "init done ok");
+    std::vector<std::string> expected, seen;
+    for (const script_row &row : steps())
+        expected.push_back(row.command);
+    const std::string marks[] = {"modem_sendat: send: ", "modem_pause: "};
+    for (const std::string &line : router.out()) {
+        if (line.starts_with(marks[0])) seen.push_back(line.substr(marks[0].size()));
+        if (line.starts_with(marks[1])) seen.push_back(line.substr(marks[1].size()) + " ms");
+    }
+    ASSERT_GE(seen.size(), expected.size());
+    seen.resize(expected.size());  // the poll follows
+    EXPECT_EQ(seen, expected);
+
+    const std::pair<const char *, const char *> words[] = {
+        {"modem.model", "LTE-MODEM-1"},       {"modem.firmware", "LM1.04.02B01"},
+        {"modem.imei", "861000000000013"},    {"sim.imsi", "250990000000001"},
+        {"sim.iccid", "8970199000000000017"},
+    };
+    const bus_reply report = router.call("get");
+    for (const auto &[path, value] : words)
+        EXPECT_EQ(report[std::string("info.") + path], value);
+    std::vector<std::string> log = router.log();
+    std::erase_if(log, [](const auto &line) { return !line.starts_with("info init"); });
     ASSERT_EQ(log.size(), 11U);
-    EXPECT_EQ(log.front(), "6 init: settings.modem.slot: 1");
-    EXPECT_EQ(log[9], "6 init: settings.modem.network.apn: dynamic");
-    EXPECT_EQ(log.back(), "6 init->op: init done ok");
+    EXPECT_EQ(log[0], "info init: settings.modem.slot: 1");
+    EXPECT_EQ(log[9], "info init: settings.modem.network.apn: dynamic");
 }
 
-// Runs with row `at` failing and checks the outcome, and that nothing follows it on the wire.
-void expect_failure(std::size_t at, bool silently)
+// Runs with a row failing and checks the outcome, and that nothing follows it on the wire.
+void expect_failure(virtual_router &router, const script_row &row, const char *kind)
 {
-    const script_row &row = script[at];
-    SCOPED_TRACE(std::string(row.command) + (silently ? " silent" : " refused"));
-    modem_bench bench;
-    modem_bench::configure(everything);
-    bench.change([&](simulator::modem_model &modem) {
-        const auto kind = silently ? simulator::faultkind::silence : simulator::faultkind::error;
-        modem.faults.push_back({.command = row.command, .exact = true, .kind = kind});
-    });
-    if (silently) modem_bench::silence(std::string(row.command) + "\r");
-    const int result = modem_init(bench.record());
-    if (!silently && row.passeserror) {
-        EXPECT_EQ(result, 0);
-        EXPECT_EQ(bench.commands(), script_commands());
+    SCOPED_TRACE(row.command + " " + kind);
+    router.modem("clear_faults");
+    router.modem("fault", {{"command", row.command}, {"exact", true}, {"kind", kind}});
+    const bool refused = kind == std::string("error");
+    const std::vector<std::string> sent = initialise(router);
+    ASSERT_FALSE(sent.empty());
+    if (refused && row.passeserror) {
+        EXPECT_EQ(sent.back(), lastcommand);
         return;
     }
-    EXPECT_EQ(result, -1);
-    expect_words(bench.record()->working.info, "error", "no_answer", row.reason);
-    EXPECT_EQ(modem_bench::log().back(), std::string("3 init->error: ") + row.reason);
-    std::vector<std::string> sent = script_commands();
-    sent.resize(at + 1);
-    if (!silently) sent.insert(sent.end(), row.errortries - 1, row.command);
-    EXPECT_EQ(bench.commands(sent.size()), sent);  // the last one may still be on its way
+    const std::string &shown = row.shown.empty() ? row.command : row.shown;
+    expect_words(router, "error", "no_answer",
+                 row.purpose + ": " + shown + ": didn't get answer OK");
+    EXPECT_EQ(sent.back(), row.command);
+    EXPECT_EQ(std::count(sent.begin(), sent.end(), row.command), refused ? row.errortries : 1);
 }
 
 TEST(init, everyRowEndsTheRunWithItsReason)
 {
-    for (std::size_t at = 0; at < std::size(script); at++) {
-        expect_failure(at, true);
-        expect_failure(at, false);
-    }
-}
+    virtual_router router(fast);
+    for (const script_row &row : steps())
+        if (!row.purpose.empty()) expect_failure(router, row, "error");
 
-TEST(init, triesTheGnssModeAgainOncePerSecond)
-{
-    modem_bench bench;
-    modem_bench::configure(everything);
-    bench.change([](simulator::modem_model &modem) { modem.gnss_mode_refusals = 2; });
-    EXPECT_EQ(modem_init(bench.record()), 0);
-    EXPECT_EQ(modem_bench::pauses(), (std::vector<unsigned>{1000, 1000, 1000, 5000, 5000}));
+    setenv("FAST_TIMEOUT", "1500", 1);
+    router.stopdaemon();
+    ASSERT_TRUE(router.startdaemon());
+    for (const script_row &row : script)
+        if (row.passeserror || row.errortries > 1) expect_failure(router, row, "silence");
+    unsetenv("FAST_TIMEOUT");
 }
 
 TEST(init, settingsChooseTheCommands)
 {
-    struct variant {
+    const std::string network = "config network network\n option ";
+    const struct {
         const char *name;
         std::string config;
-        std::vector<std::string> present;
-        std::vector<std::string> absent;
-    };
-    const auto network = [](const std::string &options) {
-        return "config network 'network'\n" + options;
-    };
-    const variant variants[] = {
-        {"no package",
-         "",
+        std::vector<std::string> present, absent;
+    } variants[] = {
+        // clang-format off
+        {"no package", "",
          {"AT+CGNSSPWR=0", "AT+CNMP=2", "AT+USBNETIP=1", "AT+CGSETV=28,0"},
          {"AT+CGDRT=27,1", "AT+CGDRT=25,1", "AT+CGNSSPWR=1", "AT+CGNSSMODE=3"}},
-        {"slot 2",
-         "config modem modem\n option slot 2\n",
-         {"AT+CGSETV=28,1", "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,1"},
-         {}},
-        {"pull up",
-         "config rs485 rs485\n option pull up\n",
-         {"AT+CGDRT=27,1", "AT+CGSETV=27,0"},
-         {"AT+CGDRT=25,1"}},
-        {"gnss off",
-         "config gnss gnss\n option power off\n",
-         {"AT+CGDRT=25,1", "AT+CGNSSPWR=0"},
-         {"AT+CGNSSPWR=1"}},
-        {"gnss mode alone",
-         "config gnss gnss\n option mode 4\n",
-         {"AT+CGDRT=25,1", "AT+CGNSSPWR=0"},
-         {"AT+CGNSSMODE=4"}},
-        {"2g", network(" option type 2g\n"), {"AT+CNMP=13"}, {"AT+CNMP=2"}},
-        {"3g", network(" option type 3g\n"), {"AT+CNMP=14"}, {"AT+CNMP=2"}},
-        {"4g", network(" option type 4g\n"), {"AT+CNMP=38"}, {"AT+CNMP=2"}},
-        {"private",
-         network(" option iparea private\n"),
-         {"AT+USBNETIP=0,10,117"},
-         {"AT+USBNETIP=1"}},
-        {"apn",
-         network(" option apn 'm2m.example'\n"),
-         {"AT+CGDCONT=1,\"IP\",\"m2m.example\""},
-         {"AT+CGDCONT=1,\"IP\""}},
-        {"apn given empty does not exist",
-         network(" option apn ''\n"),
-         {"AT+CGDCONT=1,\"IP\""},
-         {}},
-        {"ipv6 is still type IP", network(" option iptype ipv6\n"), {"AT+CGDCONT=1,\"IP\""}, {}},
+        {"slot 2", "config modem modem\n option slot 2\n",
+         {"AT+CGSETV=28,1", "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,1"}, {}},
+        {"pull up", "config rs485 rs485\n option pull up\n",
+         {"AT+CGDRT=27,1", "AT+CGSETV=27,0"}, {"AT+CGDRT=25,1"}},
+        {"gnss off", "config gnss gnss\n option power off\n",
+         {"AT+CGDRT=25,1", "AT+CGNSSPWR=0"}, {"AT+CGNSSPWR=1"}},
+        {"gnss mode alone", "config gnss gnss\n option mode 4\n",
+         {"AT+CGDRT=25,1", "AT+CGNSSPWR=0"}, {"AT+CGNSSMODE=4"}},
+        {"2g", network + "type 2g\n", {"AT+CNMP=13"}, {"AT+CNMP=2"}},
+        {"3g", network + "type 3g\n", {"AT+CNMP=14"}, {"AT+CNMP=2"}},
+        {"4g", network + "type 4g\n", {"AT+CNMP=38"}, {"AT+CNMP=2"}},
+        {"private", network + "iparea private\n", {"AT+USBNETIP=0,10,117"}, {"AT+USBNETIP=1"}},
+        {"apn", network + "apn 'm2m.example'\n",
+         {"AT+CGDCONT=1,\"IP\",\"m2m.example\""}, {"AT+CGDCONT=1,\"IP\""}},
+        {"apn given empty does not exist", network + "apn ''\n", {"AT+CGDCONT=1,\"IP\""}, {}},
+        {"ipv6 is still type IP", network + "iptype ipv6\n", {"AT+CGDCONT=1,\"IP\""}, {}},
+        // clang-format on
     };
-    for (const variant &row : variants) {
+    virtual_router router(fast);
+    for (const auto &row : variants) {
         SCOPED_TRACE(row.name);
-        modem_bench bench;
-        modem_bench::configure(row.config);
-        EXPECT_EQ(modem_init(bench.record()), 0);
-        const std::vector<std::string> sent = bench.commands();
+        unlink(router_configpath);
+        if (!row.config.empty()) write_file(router_configpath, row.config);
+        const std::vector<std::string> sent = initialise(router);
         for (const std::string &command : row.present)
             EXPECT_EQ(std::count(sent.begin(), sent.end(), command), 1) << command;
         for (const std::string &command : row.absent)
@@ -244,95 +232,84 @@ TEST(init, settingsChooseTheCommands)
 
 TEST(init, lockCodesAndEmptySlotsEndIt)
 {
-    struct outcome {
-        const char *name;
-        const char *slot;
-        const char *lock;  // of both cards
-        bool first, second;
-        int result;
-        const char *state;
+    const std::string crash = "SIM initialization failed or SIM access encountered a serious error";
+    const auto waiting = [](const std::string &what) {
+        return "modem is waiting " + what + " to be given";
+    };
+    const struct {
+        const char *lock;
         const char *error;
-        std::string reason;
+        std::string cause;
+    } locks[] = {
+        {"SIM PIN", "sim_locked", waiting("SIM PIN")},
+        {"SIM PUK", "sim_locked", waiting("SIM PUK")},
+        {"PH-SIM PIN", "sim_locked", waiting("phone-to-SIM card password")},
+        {"SIM PIN2", "sim_locked", waiting("SIM PIN2")},
+        {"SIM PUK2", "sim_locked", waiting("SIM PUK2")},
+        {"PH-NET PIN", "sim_locked", waiting("network personalization password")},
+        {"NOT READY", "sim_crash", crash},
+        {"ready", "sim_crash", crash},
+        {"SIM PIN and then more", "sim_crash", crash},
     };
-    const std::string lock = "get lock status sim: AT+CPIN?: ";
-    const auto waiting = [&](const char *what) {
-        return lock + "modem is waiting " + what + " to be given";
-    };
-    const std::string crash =
-        lock + "SIM initialization failed or SIM access encountered a serious error";
-    const outcome outcomes[] = {
-        {"pin", "1", "SIM PIN", true, true, -1, "error", "sim_locked", waiting("SIM PIN")},
-        {"puk", "1", "SIM PUK", true, true, -1, "error", "sim_locked", waiting("SIM PUK")},
-        {"phone", "1", "PH-SIM PIN", true, true, -1, "error", "sim_locked",
-         waiting("phone-to-SIM card password")},
-        {"pin2", "1", "SIM PIN2", true, true, -1, "error", "sim_locked", waiting("SIM PIN2")},
-        {"puk2", "1", "SIM PUK2", true, true, -1, "error", "sim_locked", waiting("SIM PUK2")},
-        {"net", "1", "PH-NET PIN", true, true, -1, "error", "sim_locked",
-         waiting("network personalization password")},
-        {"unknown", "1", "NOT READY", true, true, -1, "error", "sim_crash", crash},
-        {"case counts", "1", "ready", true, true, -1, "error", "sim_crash", crash},
-        {"long", "1", "SIM PIN and then more", true, true, -1, "error", "sim_crash", crash},
-        {"slot 1 empty", "1", "READY", false, true, 1, "nosim", "none",
-         "get info.modem.slot1_state: empty"},
-        {"slot 2 empty", "2", "READY", true, false, 1, "nosim", "none",
-         "get info.modem.slot2_state: empty"},
-    };
-    for (const outcome &row : outcomes) {
-        SCOPED_TRACE(row.name);
-        modem_bench bench;
-        modem_bench::configure(std::string("config modem modem\n option slot ") + row.slot + "\n");
-        bench.change([&](simulator::modem_model &modem) {
-            modem.slots[0].inserted = row.first;
-            modem.slots[1].inserted = row.second;
-            modem.slots[0].lock = modem.slots[1].lock = row.lock;
-        });
-        EXPECT_EQ(modem_init(bench.record()), row.result);
-        expect_words(bench.record()->working.info, row.state, row.error, row.reason);
-        EXPECT_EQ(modem_bench::log().back(),
-                  (row.result == 1 ? "6 init->nosim: " : "3 init->error: ") + row.reason);
-        EXPECT_EQ(bench.commands().back().starts_with(row.result == 1 ? "AT+CGSETV" : "AT+CPIN?"),
-                  true);
+    virtual_router router(fast);
+    for (const auto &row : locks) {
+        SCOPED_TRACE(row.lock);
+        router.modem("sim", {{"slot", 1}, {"lock", row.lock}});
+        const std::vector<std::string> sent = initialise(router);
+        expect_words(router, "error", row.error, "get lock status sim: AT+CPIN?: " + row.cause);
+        EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CIMI"), 0);
+    }
+    for (const int slot : {1, 2}) {
+        const std::string number = std::to_string(slot);
+        write_file(router_configpath, "config modem modem\n option slot " + number + "\n");
+        for (const int other : {1, 2})
+            router.modem("sim", {{"slot", other}, {"inserted", other != slot}});
+        const std::vector<std::string> sent = initialise(router);
+        expect_words(router, "nosim", "none", "get info.modem.slot" + number + "_state: empty");
+        EXPECT_EQ(std::count(sent.begin(), sent.end(), "AT+CSCS=\"UCS2\""), 0);
     }
 }
 
 TEST(init, repliesOfAnotherShapeKeepTheDefaults)
 {
-    modem_bench bench;
-    modem_bench::configure("");
-    bench.change([](simulator::modem_model &modem) {
-        const auto reply = simulator::faultkind::reply;
-        modem.faults.push_back(
-            {.command = "AT+CGMR", .kind = reply, .text = "\r\nREVISION 5\r\n\r\nOK\r\n"});
-        modem.faults.push_back({.command = "AT+CICCID",
-                                .kind = reply,
-                                .text = "\r\n+ICCID: 89701990000000000171234567\r\n\r\nOK\r\n"});
-        modem.faults.push_back(
-            {.command = "AT+CADC", .kind = reply, .text = "\r\n+CADC:\r\nOK\r\n"});
-    });
-    EXPECT_EQ(modem_init(bench.record()), 1);  // no reading: the slots stay "empty"
-    EXPECT_STREQ(bench.record()->working.info.modem.firmware, "none");
-    bench.change([](simulator::modem_model &modem) { modem.faults.pop_back(); });
-    EXPECT_EQ(modem_init(bench.record()), 0);
-    EXPECT_STREQ(bench.record()->working.info.sim.iccid, "8970199000000000017123");
+    const struct {
+        const char *command, *reply, *path, *value;
+    } rows[] = {
+        {"AT+CGMR", "REVISION 5", "info.modem.firmware", "none"},
+        {"AT+CICCID", "+ICCID: 89701990000000000171234567", "info.sim.iccid",
+         "8970199000000000017123"},
+        {"AT+CADC", "+CADC:", "info.modem.slot1_state", "empty"},
+    };
+    virtual_router router(fast);
+    for (const auto &row : rows) {
+        const std::string text = std::string("\r\n") + row.reply + "\r\n\r\nOK\r\n";
+        router.modem("fault", {{"command", row.command}, {"kind", "reply"}, {"text", text}});
+        (void)initialise(router);
+        EXPECT_EQ(router.status(row.path), row.value);
+    }
+    expect_words(router, "nosim", "none", "get info.modem.slot1_state: empty");
 }
 
-TEST(init, portsThatCannotBeOpenedSendNothing)
+TEST(init, portDropsWhatComesUnaskedAndMayBeMissing)
 {
-    modem_bench bench;
-    modem_bench::configure("");
-    ASSERT_EQ(unlink("/dev/serial/by-id/"
-                     "usb-Marvell_Mobile_Composite_Device_Bus_200806006809080000-if05-port0"),
-              0);
-    EXPECT_EQ(modem_init(bench.record()), -1);
-    expect_words(bench.record()->working.info, "error", "no_answer",
-                 "modem_comport_connect() done error");
-    const std::vector<std::string> log = modem_bench::log();
-    EXPECT_EQ(log[log.size() - 2],
-              "3 modem_comport_connect: open() done error: No such file or directory");
-    EXPECT_EQ(log.back(), "3 init->error: modem_comport_connect() done error");
-    EXPECT_TRUE(bench.commands().empty());
-    EXPECT_EQ(modem_sendat(bench.record(), "AT", modem_atok, modem_attimeout, 1), -1);
-    EXPECT_EQ(modem_bench::log().back(), "3 modem_sendat: pmod->ismodemconnect=0");
+    virtual_router router(fast);
+    router.modem("fault", {{"command", "AT+CIMI"}, {"kind", "error"}});
+    (void)initialise(router);
+    // Nothing polls now: what comes unasked waits for the next exchange, which drops it.
+    router.modem("unsolicited", {{"text", "\r\nERROR\r\n"}});
+    ASSERT_TRUE(router.modem("state").ok());
+    const auto at = [&](const char *command) {
+        return router.call("at_send", {{"client", "test"}, {"cmd", command}});
+    };
+    EXPECT_EQ(at("AT+CGMM")["answer"], "\r\nLTE-MODEM-1\r\n\r\nOK\r\n");
+
+    router.modem("unplug");
+    (void)initialise(router);
+    expect_words(router, "error", "no_answer", "modem_comport_connect() done error");
+    EXPECT_TRUE(
+        router.logs("err modem_comport_connect: open() done error: No such file or directory"));
+    EXPECT_EQ(at("AT")["result"], "error: AT: didn't get answer");
+    EXPECT_TRUE(router.logs("err modem_sendat: pmod->ismodemconnect=0"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The daemon's waits, shortened at link time: the same objects otherwise. Fixed waits pass fifty
-// times faster, the poll follows itself at once; time-outs of exchanges stay, so that a busy
-// machine provokes none, unless FAST_TIMEOUT (ms) shortens them for a test of silence.
+// times faster and show among the traces, the poll follows itself at once; time-outs of exchanges
+// stay, so that a busy machine provokes none, unless FAST_TIMEOUT (ms) shortens them for a test of
+// silence.
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include "at/timer.h"
 #include "core/flags.h"
 #include "core/pause.h"
+#include "core/trace.h"
 
 struct uloop_timeout;
 
@@ -25,6 +27,7 @@ extern "C" int __wrap_uloop_timeout_set(uloop_timeout *timeout, int ms)
 
 void modem_pause(unsigned ms)
 {
+    if (ms > 1) modem_trace("modem_pause: %u\n", ms);
     const long shortened = ms <= 1 ? 200000L : std::max(1L, static_cast<long>(ms) / 50) * 1000000L;
     timespec rest = {shortened / 1000000000L, shortened % 1000000000L};
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR) {

@@ -1,4 +1,4 @@
-// Messages from the modem's storage to the ring, and the exchange that sends one.
+// Messages from the modem's storage to the ring.
 #include "sms/receive.h"
 
 #include <vector>
@@ -8,7 +8,7 @@
 #include "core/text.h"
 #include "sms/list.h"
 #include "sms/send.h"
-#include "tests/sms/rig.h"
+#include "tests/at/rig.h"
 #include "tests/sms/traces.h"
 
 namespace
@@ -40,15 +40,13 @@ std::vector<std::string> stored(const rig &modem)
     return texts;
 }
 
-struct assembly_case {
-    const char *name;
-    std::vector<std::string> parts;
-    std::vector<std::string> texts;
-};
-
 TEST(sms, partsJoinInOrder)
 {
-    const assembly_case cases[] = {
+    const struct {
+        const char *name;
+        std::vector<std::string> parts;
+        std::vector<std::string> texts;
+    } cases[] = {
         {"in order", {"921a", "922b"}, {"ab"}},
         {"second part first", {"922b", "921a"}, {"ab"}},
         {"one is missing", {"931a", "933c"}, {}},
@@ -63,7 +61,7 @@ TEST(sms, partsJoinInOrder)
          {"121a", "221b", "321c", "421d", "521e", "621f", "622F", "122A"},
          {"fF", "aA"}},
     };
-    for (const assembly_case &c : cases) {
+    for (const auto &c : cases) {
         const rig modem;
         for (const std::string &part : c.parts)
             EXPECT_EQ(receive(modem, pdu(part)), 0) << c.name;
@@ -86,15 +84,13 @@ TEST(sms, completingPartGivesTheSender)
     EXPECT_EQ(modem.state->longsms_table[4].recvparts, 0U);
 }
 
-struct reply_case {
-    const char *name;
-    std::string reply;
-    int result;
-};
-
 TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
 {
-    const reply_case cases[] = {
+    const struct {
+        const char *name;
+        std::string reply;
+        int result;
+    } cases[] = {
         {"bare OK", "\r\nOK\r\n", 2},
         {"error", "\r\n+CMS ERROR: 321\r\n", 2},
         {"no PDU", "\r\n+CMGR: 0,,0\r\n\r\nOK\r\n", 0},
@@ -104,7 +100,7 @@ TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
          "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n", 0},
     };
     const rig modem;
-    for (const reply_case &c : cases) {
+    for (const auto &c : cases) {
         modem.answer(c.reply);
         EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), c.result) << c.name;
     }
@@ -113,36 +109,11 @@ TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
     EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), -1);
 }
 
-TEST(sms, ringGoesOnAtTheFirstPosition)
+TEST(sms, whatDoesNotFitIsNotSent)
 {
     const rig modem;
-    sms_list &list = modem.state->sms_list;
-    list.numsms = 31;
-    for (const char *text : {"32nd", "33rd"})
-        modem_appendsms(modem.state.get(), "1", "2", text);
-    EXPECT_EQ(list.numsms, 1);
-    EXPECT_STREQ(list.entries[31].text, "32nd");
-    EXPECT_STREQ(list.entries[0].text, "33rd");
-    sms_list loaded = {};
-    EXPECT_EQ(modem_readlist(loaded, "/root/listsms.kelvantorium"), 0);
-    EXPECT_EQ(std::memcmp(&loaded, &list, sizeof(list)), 0);
-}
-
-TEST(sms, sendsAfterThePrompt)
-{
-    const rig modem;
-    modem_copytext(modem.state->sms_text, "A");
-    modem.answer("\r\n> ");
-    modem.answer("\r\n+CMGS: 1\r\n\r\nOK\r\n");
-    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), "79161234567", timeout), 0);
-    EXPECT_EQ(modem.command(), "AT+CMGS=15\r");
-    EXPECT_EQ(modem.command(), "0001000B919761214365F70008020041\x1A\r");
-    modem.answer("\r\nERROR\r\n");
-    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), "1", timeout), 2);
-    EXPECT_EQ(modem.command(), "AT+CMGS=10\r");
-    const std::string endless(59, '1');
-    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), endless.c_str(), timeout), 2);
-    EXPECT_EQ(modem.command(), "") << "what does not fit is not sent";
+    EXPECT_EQ(modem_sendsmsinpdu(modem.state.get(), std::string(59, '1').c_str(), timeout), 2);
+    EXPECT_EQ(modem.command(), "");
 }
 
 }  // namespace
