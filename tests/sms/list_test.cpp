@@ -3,12 +3,7 @@
 
 #include <cerrno>
 #include <csignal>
-#include <fcntl.h>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
-#include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,37 +11,16 @@
 #include <gtest/gtest.h>
 
 #include "core/text.h"
+#include "simulator/router/process.h"
+#include "tests/support/scratch.h"
 
 namespace
 {
 
-class smsfile : public testing::Test
-{
-protected:
-    smsfile()
-    {
-        (void)!mkdtemp(folder_);
-        path = std::string(folder_) + "/list";
-    }
-    ~smsfile() override
-    {
-        std::filesystem::remove_all(folder_);
-    }
-    std::string image() const
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    void damage(const std::string &octets) const
-    {
-        std::ofstream(path, std::ios::binary) << octets;
-    }
-
-    std::string path;
+struct smsfile : testing::Test {
+    const scratch_folder folder;
+    const std::string path = folder.path / "list";
     std::unique_ptr<sms_list> list = std::make_unique<sms_list>();
-
-private:
-    char folder_[32] = "/tmp/smsfile.XXXXXX";
 };
 
 TEST_F(smsfile, imageHasItsPlacesAndSize)
@@ -57,14 +31,13 @@ TEST_F(smsfile, imageHasItsPlacesAndSize)
     modem_copytext(list->entries[1].text, "text");
     ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
     ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
-    const std::string octets = image();
+    const std::string octets = read_file(path);
     ASSERT_EQ(octets.size(), 31908U);
     EXPECT_EQ(octets[0], 2);
     EXPECT_STREQ(octets.c_str() + 4 + 997, "79161234567");
     EXPECT_STREQ(octets.c_str() + 4 + 997 + 16, "16-11-2024 17:02:04");
     EXPECT_STREQ(octets.c_str() + 4 + 997 + 36, "text");
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1);
 }
 
 TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
@@ -72,13 +45,13 @@ TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
     EXPECT_EQ(modem_readlist(*list, path.c_str()), -1);
     EXPECT_EQ(errno, ENOENT);
     for (const char first : {'\x21', '\xFF'}) {
-        damage(std::string(31908, first));
+        write_file(path, std::string(31908, first));
         EXPECT_EQ(modem_readlist(*list, path.c_str()), 0);
         EXPECT_EQ(list->numsms, 0) << "no ring has that count";
         EXPECT_EQ(std::string(list->entries[31].text).size(), 960U);
         EXPECT_EQ(std::string(list->entries[0].phone).size(), 15U);
     }
-    damage(std::string("\x20\0\0\0short", 9));
+    write_file(path, std::string("\x20\0\0\0short", 9));
     EXPECT_EQ(modem_readlist(*list, path.c_str()), 0);
     EXPECT_EQ(list->numsms, 32);
     EXPECT_EQ(std::string(list->entries[0].phone).substr(0, 6), "short\xFF") << "the rest stays";
@@ -86,11 +59,11 @@ TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
 
 TEST_F(smsfile, failedSaveKeepsTheFormerFile)
 {
-    damage("former");
+    write_file(path, "former");
     mkdir((path + ".new").c_str(), 0700);  // where the new image would be written
     EXPECT_EQ(modem_writelist(*list, path.c_str()), -1);
     EXPECT_EQ(errno, EISDIR);
-    EXPECT_EQ(image(), "former");
+    EXPECT_EQ(read_file(path), "former");
     const std::string taken = path + ".new";  // now a folder is in the place of the list
     EXPECT_EQ(modem_writelist(*list, taken.c_str()), -1);
     EXPECT_NE(access((taken + ".new").c_str(), F_OK), 0) << "nothing is left behind";
@@ -125,7 +98,7 @@ TEST_F(smsfile, killedSaveLosesNoOlderList)
         while (read(told[0], &last, sizeof(last)) == 4) {
         }
         close(told[0]);
-        ASSERT_EQ(image().size(), 31908U);
+        ASSERT_EQ(read_file(path).size(), 31908U);
         ASSERT_EQ(modem_readlist(*list, path.c_str()), 0);
         EXPECT_TRUE(list->numsms == last || list->numsms == last % 32 + 1) << list->numsms;
         for (const sms_entry &entry : list->entries)

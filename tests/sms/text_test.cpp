@@ -12,16 +12,14 @@
 namespace
 {
 
-struct conversion {
-    const char *name;
-    std::string cp1251;
-    std::string ucs2;
-    bool back = true;  // the UCS2 text comes from the CP1251 one, too
-};
-
 TEST(text, convertsBothWays)
 {
-    const conversion conversions[] = {
+    const struct {
+        const char *name;
+        std::string cp1251;
+        std::string ucs2;
+        bool back = true;  // the UCS2 text comes from the CP1251 one, too
+    } conversions[] = {
         {"russian word", "\xCF\xF0\xE8\xE2\xE5\xF2", "041F04400438043204350442"},
         {"ascii", "Hi", "00480069"},
         {"letters IO", "\xA8\xB8", "04010451"},
@@ -31,12 +29,9 @@ TEST(text, convertsBothWays)
         {"U+0000 is a blank", " ", "0000", false},
         {"U+034F keeps its low octet", "\x4F", "034F", false},
         {"no-break space, euro, number sign", "\xA0\x5C\xC6", "00A020AC2116", false},
-        {"lower-case digits, no digits",
-         "\xCF"
-         "A",
-         "041fxy41", false},
+        {"lower-case digits, no digits", "\xCF\x41", "041fxy41", false},
     };
-    for (const conversion &c : conversions) {
+    for (const auto &c : conversions) {
         std::array<char, 64> out;
         EXPECT_EQ(modem_ucs2tocp1251(out, c.ucs2), 0) << c.name;
         EXPECT_EQ(out.data(), c.cp1251) << c.name;
@@ -55,11 +50,10 @@ TEST(text, refusedUcs2LeavesTheOutputAlone)
         {"041F04", "modem_ucs2tocp1251: lenstrucs2=6 % 4 is true\n"},
     };
     char out[8] = "before";
-    for (const auto &[input, trace] : refusals) {
-        int result = 0;
-        EXPECT_EQ(tracesof([&] { result = modem_ucs2tocp1251(out, input); }), trace);
-        EXPECT_EQ(result, -1) << trace;
-        EXPECT_STREQ(out, "before") << trace;
+    for (const auto &refusal : refusals) {
+        EXPECT_EQ(tracesof([&] { EXPECT_EQ(modem_ucs2tocp1251(out, refusal.first), -1); }),
+                  refusal.second);
+        EXPECT_STREQ(out, "before") << refusal.second;
     }
     EXPECT_EQ(tracesof([&] {
                   EXPECT_EQ(modem_ucs2tocp1251({}, "041F"), -1);
@@ -89,17 +83,15 @@ TEST(text, outputsEndAtTheirCapacity)
     EXPECT_STREQ(hex, "AF");
 }
 
-struct unpacking {
-    const char *name;
-    std::vector<std::uint8_t> packed;
-    std::size_t most;
-    std::string septets;
-};
-
 TEST(text, unpacksAtMostWhatIsAskedAndThere)
 {
     const std::vector<std::uint8_t> seven = {0x41, 0xE1, 0x90, 0x58, 0x34, 0x1E, 0x91};
-    const unpacking unpackings[] = {
+    const struct {
+        const char *name;
+        std::vector<std::uint8_t> packed;
+        std::size_t most;
+        std::string septets;
+    } unpackings[] = {
         {"eight letters in seven octets", seven, 8, "ABCDEFGH"},
         {"no ninth in seven octets", seven, 9, "ABCDEFGH"},
         {"one fewer asked", seven, 7, "ABCDEFG"},
@@ -108,7 +100,7 @@ TEST(text, unpacksAtMostWhatIsAskedAndThere)
         {"one octet: its top bit is the second", {0xC1}, 9, "A\x01"},
         {"no octet", {}, 9, ""},
     };
-    for (const unpacking &u : unpackings) {
+    for (const auto &u : unpackings) {
         std::vector<std::uint8_t> out(u.most);
         out.resize(modem_unpack7bit(u.packed, out));
         EXPECT_EQ(std::string(out.begin(), out.end()), u.septets) << u.name;
