@@ -4,7 +4,9 @@ add_executable(platform_bus_tests
     platform/bus_broker_test.cpp
     platform/bus_library_test.cpp
     platform/bus_loop_test.cpp
+    ${PROJECT_SOURCE_DIR}/simulator/router/process.cpp
 )
+target_include_directories(platform_bus_tests PRIVATE ${PROJECT_SOURCE_DIR})
 target_include_directories(platform_bus_tests SYSTEM PRIVATE ${PROJECT_SOURCE_DIR}/platform/include)
 target_compile_definitions(platform_bus_tests PRIVATE BUS_PROGRAMS="${PROJECT_BINARY_DIR}")
 target_link_libraries(platform_bus_tests PRIVATE platform_ubus GTest::gtest_main)

@@ -19,6 +19,7 @@ struct loop : testing::Test {
 
     void SetUp() override
     {
+        std::signal(SIGINT, SIG_DFL);  // ignored from the start it would stay so
         ASSERT_EQ(uloop_init(), 0);
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, pair), 0);
         trace.clear();

@@ -2,29 +2,26 @@
 #pragma once
 
 #include <csignal>
-#include <cstdlib>
 #include <poll.h>
-#include <string>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-constexpr int patience = 30000;  // ms
+#include "simulator/router/process.h"
+#include "tests/support/scratch.h"
+
+constexpr std::chrono::milliseconds patience(30000);
 
 // Blanks are only for the eye.
-inline std::string octets(std::string_view hex)
+inline std::string octets(std::string hex)
 {
-    std::string digits, bytes;
-    for (const char c : hex) {
-        if (c != ' ') digits += c;
-        if (digits.size() < 2) continue;
-        bytes += static_cast<char>(std::stoi(digits, nullptr, 16));
-        digits.clear();
-    }
+    std::erase(hex, ' ');
+    std::string bytes;
+    for (std::size_t at = 0; at < hex.size(); at += 2)
+        bytes += static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16));
     return bytes;
 }
 
@@ -38,13 +35,8 @@ inline std::string hexof(std::string_view bytes)
     return hex;
 }
 
-inline std::string squeezed(std::string_view hex)
-{
-    return hexof(octets(hex));
-}
-
 // A header, a blob with its length, and their padding: what all attributes and bodies are.
-inline std::string sized(std::size_t id, std::string_view payload)
+inline std::string sized(std::size_t id, const std::string &payload)
 {
     std::string bytes = octets(payload);
     const std::size_t word = id << 24 | (bytes.size() + 4);
@@ -54,9 +46,9 @@ inline std::string sized(std::size_t id, std::string_view payload)
     return hexof(bytes);
 }
 
-inline std::string message(std::string_view header, std::string_view attributes)
+inline std::string message(const std::string &header, const std::string &attributes)
 {
-    return squeezed(header) + sized(0, attributes);
+    return hexof(octets(header)) + sized(0, attributes);
 }
 
 class wire
@@ -68,8 +60,7 @@ public:
         address.sun_family = AF_UNIX;
         path.copy(address.sun_path, sizeof(address.sun_path) - 1);
         const auto *target = reinterpret_cast<sockaddr *>(&address);
-        for (int i = 0; i < patience / 10 && connect(fd, target, sizeof(address)) != 0; i++)
-            usleep(10000);
+        EXPECT_TRUE(wait_until([&] { return connect(fd, target, sizeof(address)) == 0; }));
         id = receive().substr(8, 8);
     }
     ~wire()
@@ -84,7 +75,7 @@ public:
         if (fd >= 0) close(fd);
         fd = -1;
     }
-    void send(std::string_view hex) const
+    void send(const std::string &hex) const
     {
         const std::string bytes = octets(hex);
         ASSERT_EQ(::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), ssize_t(bytes.size()));
@@ -95,7 +86,7 @@ public:
         const std::string head = take(12);
         return head.size() == 24 ? head + take(std::stoul(head.substr(18), nullptr, 16) - 4) : head;
     }
-    std::string ask(std::string_view hex) const
+    std::string ask(const std::string &hex) const
     {
         send(hex);
         return receive();
@@ -110,7 +101,7 @@ private:
         std::string bytes(size, '\0');
         for (std::size_t got = 0; got < size;) {
             pollfd wait{fd, POLLIN, 0};
-            if (poll(&wait, 1, patience) <= 0) return "silence";
+            if (poll(&wait, 1, int(patience.count())) <= 0) return "silence";
             const ssize_t count = read(fd, &bytes[got], size - got);
             if (count <= 0) return "";
             got += static_cast<std::size_t>(count);
@@ -120,37 +111,18 @@ private:
 };
 
 struct bus_fixture : testing::Test {
-    char folder[32] = "/tmp/bus_test_XXXXXX";
-    std::string path;
-    pid_t broker = -1;
+    const scratch_folder folder;
+    const std::string path = folder.path / "sock";
+    pid_t broker = process_start({BUS_PROGRAMS "/ubusd", "-s", path});
 
-    void SetUp() override
+    bus_fixture()
     {
-        ASSERT_NE(mkdtemp(folder), nullptr);
-        path = std::string(folder) + "/sock";
-        broker = fork();
-        if (broker == 0) {
-            execl(BUS_PROGRAMS "/ubusd", "ubusd", "-s", path.c_str(), nullptr);
-            _exit(127);
-        }
-        const wire ready(path);
-        ASSERT_GE(std::stoul(ready.id, nullptr, 16), 1024U);
+        EXPECT_GE(std::stoul(wire(path).id, nullptr, 16), 1024U);
     }
-    void TearDown() override
+    ~bus_fixture() override
     {
-        if (broker > 0) {
-            EXPECT_EQ(stop(broker, SIGTERM), 0);
-            EXPECT_NE(access(path.c_str(), F_OK), 0) << "the socket file is still there";
-        }
-        unlink(path.c_str());
-        rmdir(folder);
-    }
-    // The wait status, 0 for exit code 0.
-    static int stop(pid_t pid, int signo)
-    {
-        int status = -1;
-        kill(pid, signo);
-        waitpid(pid, &status, 0);
-        return status;
+        if (broker <= 0) return;
+        EXPECT_EQ(process_stop(broker, SIGTERM, patience), 0);
+        EXPECT_FALSE(std::filesystem::exists(path)) << "the socket file is still there";
     }
 };

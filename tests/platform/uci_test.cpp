@@ -1,64 +1,43 @@
 // The configuration library and its tool, over files in a folder of their own.
 #include <algorithm>
-#include <array>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 #include <uci.h>
 
+#include "simulator/router/process.h"
+#include "tests/platform/shell.h"
+#include "tests/support/scratch.h"
+
 namespace
 {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 constexpr int complete = uci_ptr::UCI_LOOKUP_COMPLETE;
 
 class uci : public testing::Test
 {
 protected:
+    const scratch_folder folder;
+    const fs::path config = folder.path / "config";
+    const fs::path save = folder.path / "save";
+    const fs::path conf2 = folder.path / "override";
+    const std::string package = config / "demo";
+    const std::string pending = save / "demo";
+
     uci()
     {
-        char name[] = "/tmp/uci-test-XXXXXX";
-        dir = mkdtemp(name);
-        fs::create_directory(dir / "config");
-    }
-    ~uci() override
-    {
-        fs::remove_all(dir);
-    }
-
-    fs::path package() const
-    {
-        return dir / "config" / "demo";
-    }
-    fs::path pending() const
-    {
-        return dir / "save" / "demo";
-    }
-    static void write(const fs::path &path, const std::string &text)
-    {
-        fs::create_directory(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-    }
-    static std::string read(const fs::path &path)
-    {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        fs::create_directory(config);
     }
     uci_context *context() const
     {
         uci_context *ctx = uci_alloc_context();
-        uci_set_confdir(ctx, (dir / "config").c_str());
-        uci_set_conf2dir(ctx, (dir / "override").c_str());
-        uci_set_savedir(ctx, (dir / "save").c_str());
+        uci_set_confdir(ctx, config.c_str());
+        uci_set_conf2dir(ctx, conf2.c_str());
+        uci_set_savedir(ctx, save.c_str());
         return ctx;
     }
     // Sets and, if that worked, commits; the result of the last step.
@@ -76,17 +55,10 @@ protected:
     // What the tool prints, and its exit code at the end where that is not 0.
     std::string tool(const std::string &words) const
     {
-        const std::string command = std::string(UCI_TOOL) + " -c " + (dir / "config").string() +
-                                    " -P " + (dir / "save").string() + " " + words + " 2>&1";
-        std::string output;
-        FILE *pipe = popen(command.c_str(), "r");
-        for (int c = getc(pipe); c != EOF; c = getc(pipe))
-            output += static_cast<char>(c);
-        const int status = WEXITSTATUS(pclose(pipe));
+        const auto [output, status] =
+            shell(UCI_TOOL " -c " + config.string() + " -P " + save.string() + " " + words);
         return status == 0 ? output : output + std::to_string(status);
     }
-
-    fs::path dir;
 };
 
 TEST_F(uci, filesReadAsTheGrammarSays)
@@ -112,7 +84,7 @@ TEST_F(uci, filesReadAsTheGrammarSays)
         {"octets are kept", "package x\noption a '\xFF\x01'\n", ".a='\xFF\x01'\n"},
     };
     for (const auto &c : cases) {
-        write(package(), std::string("config t s\n") + c.text);
+        write_file(package, std::string("config t s\n") + c.text);
         std::string expected = "demo.s=t\n";
         for (const char *at = c.shown; *at != '\0'; at++)
             expected += *at == '.' ? "demo.s." : std::string(1, *at);
@@ -130,19 +102,19 @@ TEST_F(uci, oneErrorMakesTheWholePackageUnusable)
     };
     // clang-format on
     for (const char *text : texts) {
-        write(package(), std::string("config t s\noption z 1\n") + text);
+        write_file(package, std::string("config t s\noption z 1\n") + text);
         EXPECT_EQ(tool("show demo"), "uci: Parse error\n1") << text;
     }
-    write(package(), "option a b\n");
+    write_file(package, "option a b\n");
     EXPECT_EQ(tool("show demo"), "uci: Parse error\n1") << "no section";
-    write(package(), std::string("config t s\0\n", 12));
+    write_file(package, std::string("config t s\0\n", 12));
     EXPECT_EQ(tool("show demo"), "uci: Parse error\n1") << "NUL";
 }
 
 TEST_F(uci, lookupTellsWhatIsThere)
 {
-    write(package(), "config t s\noption a 1\nconfig t\noption b 2\nconfig u\n");
-    write(dir / "config" / "broken", "bogus\n");
+    write_file(package, "config t s\noption a 1\nconfig t\noption b 2\nconfig u\n");
+    write_file(config / "broken", "bogus\n");
     const struct {
         const char *text;
         bool extended;
@@ -219,78 +191,77 @@ TEST_F(uci, setFollowsItsTable)
         {"bad type", "demo.s", "a b", 2, nullptr},
     };
     for (const auto &c : cases) {
-        fs::remove_all(dir / "save");
-        write(package(), start);
+        fs::remove_all(save);
+        write_file(package, start);
         EXPECT_EQ(change(c.key, c.value), c.result) << c.name;
-        EXPECT_EQ(read(package()), c.written == nullptr ? start : c.written) << c.name;
+        EXPECT_EQ(read_file(package), c.written == nullptr ? start : c.written) << c.name;
     }
 }
 
 TEST_F(uci, commitAppliesWholePendingLinesOfOthersFirst)
 {
-    write(package(), "config t s\n option a 1\n list l x\n list l y\nconfig t r\nconfig t q\n");
-    write(pending(),
-          "demo.s.a='other'\nmalformed\nother.s.a='x'\n-demo.r\n@demo.q='p'\n+demo.cfg0abcd='u'\n"
-          "|demo.s.l='z'\n~demo.s.l='x'\n^demo.p='0'\ndemo.gone.a='1'\ndemo.s.b='two\nlines'\n"
-          "demo.s.torn='by a writer that died");
+    write_file(package, "config t s\n option a 1\n list l x\n list l y\nconfig t r\nconfig t q\n");
+    fs::create_directory(save);
+    write_file(
+        pending,
+        "demo.s.a='other'\nmalformed\nother.s.a='x'\n-demo.r\n@demo.q='p'\n+demo.cfg0abcd='u'\n"
+        "|demo.s.l='z'\n~demo.s.l='x'\n^demo.p='0'\ndemo.gone.a='1'\ndemo.s.b='two\nlines'\n"
+        "demo.s.torn='by a writer that died");
     EXPECT_EQ(tool("get demo.s.a"), "other\n");
     EXPECT_EQ(tool("show demo.@u[0]"), "demo.@u[0]=u\n");
     EXPECT_EQ(change("demo.s.a", "own"), UCI_OK);
-    EXPECT_EQ(read(package()),
+    EXPECT_EQ(read_file(package),
               "\nconfig t 'p'\n\nconfig t 's'\n\toption a 'own'\n\tlist l 'y'\n\tlist l 'z'\n"
               "\toption b 'two\nlines'\n\nconfig u\n\n");
-    EXPECT_TRUE(fs::exists(pending()));
-    EXPECT_EQ(read(pending()), "");
+    EXPECT_EQ(fs::file_size(pending), 0U);
 }
 
 TEST_F(uci, commitKeepsSymbolicLinkAndPermissions)
 {
-    const fs::path target = dir / "target";
-    write(target, "config t s\n");
-    fs::create_symlink(target, package());
-    chmod(target.c_str(), 0640);
+    const fs::path target = folder.path / "target";
+    write_file(target, "config t s\n");
+    fs::create_symlink(target, package);
+    fs::permissions(target, fs::perms{0640});
     EXPECT_EQ(change("demo.s.a", "1"), UCI_OK);
-    EXPECT_TRUE(fs::is_symlink(package()));
-    EXPECT_EQ(read(target), "\nconfig t 's'\n\toption a '1'\n\n");
-    struct stat st = {};
-    ASSERT_EQ(stat(target.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0640U);
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir / "config"), {}), 1) << "no temporary file";
+    EXPECT_TRUE(fs::is_symlink(package));
+    EXPECT_EQ(read_file(target), "\nconfig t 's'\n\toption a '1'\n\n");
+    EXPECT_EQ(fs::status(target).permissions(), fs::perms{0640});
+    EXPECT_EQ(std::distance(fs::directory_iterator(config), {}), 1) << "no temporary file";
 }
 
 TEST_F(uci, commitOfNothingLeavesTheFileAndTheInapplicableLine)
 {
-    write(package(), "config t s\noption a 1\n");
+    write_file(package, "config t s\noption a 1\n");
     EXPECT_EQ(tool("set demo.s.a=2"), "");
-    write(package(), "config t r # no s\n");
+    write_file(package, "config t r # no s\n");
     EXPECT_EQ(tool("commit demo"), "");
-    EXPECT_EQ(read(package()), "config t r # no s\n");
-    EXPECT_EQ(read(pending()), "demo.s.a='2'\n");
+    EXPECT_EQ(read_file(package), "config t r # no s\n");
+    EXPECT_EQ(read_file(pending), "demo.s.a='2'\n");
 }
 
 TEST_F(uci, commitThatCannotSaveLeavesTheFile)
 {
-    write(package(), "config t s\n");
-    write(dir / "save", "a file where the directory should be");
+    write_file(package, "config t s\n");
+    write_file(save, "a file where the directory should be");
     EXPECT_EQ(change("demo.s.a", "1"), UCI_ERR_IO);
-    EXPECT_EQ(read(package()), "config t s\n");
+    EXPECT_EQ(read_file(package), "config t s\n");
 }
 
 TEST_F(uci, overrideReplacesTheFileAndIsWrittenInItsStead)
 {
-    write(package(), "config t s\n");
-    write(dir / "override" / "demo", "config t r\n");
+    write_file(package, "config t s\n");
+    fs::create_directory(conf2);
+    write_file(conf2 / "demo", "config t r\n");
     EXPECT_EQ(change("demo.s.a", "1"), UCI_ERR_INVAL);
     EXPECT_EQ(change("demo.r.a", "1"), UCI_OK);
-    EXPECT_EQ(read(package()), "config t s\n");
-    EXPECT_EQ(read(dir / "override" / "demo"), "\nconfig t 'r'\n\toption a '1'\n\n");
+    EXPECT_EQ(read_file(package), "config t s\n");
+    EXPECT_EQ(read_file(conf2 / "demo"), "\nconfig t 'r'\n\toption a '1'\n\n");
 }
 
 TEST_F(uci, toolShowsGetsSetsAndCommits)
 {
-    write(package(),
-          "config t s\noption a \"it's\"\nlist l x\nlist l 'y z'\nconfig u\noption b 1\n");
-    EXPECT_EQ(tool("show demo.s"), "demo.s=t\ndemo.s.a='it'\\''s'\ndemo.s.l='x' 'y z'\n");
+    write_file(package,
+               "config t s\noption a \"it's\"\nlist l x\nlist l 'y z'\nconfig u\noption b 1\n");
     EXPECT_EQ(tool("show demo.@u[0].b"), "demo.@u[0].b='1'\n");
     EXPECT_EQ(tool("get demo.s.a"), "it's\n");
     EXPECT_EQ(tool("get demo.s.l"), "x 'y z'\n");
@@ -298,9 +269,9 @@ TEST_F(uci, toolShowsGetsSetsAndCommits)
     EXPECT_EQ(tool("get demo.s.x"), "uci: Entry not found\n1");
     EXPECT_EQ(tool("-q get none.s.x"), "1");
     EXPECT_EQ(tool("set demo.s.a=2 demo.@u[0].b=3"), "");
-    EXPECT_EQ(read(pending()), "demo.s.a='2'\ndemo.cfg02b61a.b='3'\n");
+    EXPECT_EQ(read_file(pending), "demo.s.a='2'\ndemo.cfg02b61a.b='3'\n");
     EXPECT_EQ(tool("commit"), "");
-    EXPECT_EQ(read(package()),
+    EXPECT_EQ(read_file(package),
               "\nconfig t 's'\n\toption a '2'\n\tlist l 'x'\n\tlist l 'y z'\n\n"
               "config u\n\toption b '3'\n\n");
 }
@@ -308,32 +279,26 @@ TEST_F(uci, toolShowsGetsSetsAndCommits)
 TEST_F(uci, twoWritersLoseNoChange)
 {
     constexpr int changes = 50;
-    write(package(), "config t s\n");
-    std::array<pid_t, 2> writers{};
-    for (pid_t &writer : writers) {
-        writer = fork();
-        if (writer != 0) continue;
-        const std::string prefix = &writer == writers.data() ? "demo.s.a" : "demo.s.b";
-        int failed = 0;
-        for (int i = 0; i < changes; i++)
-            failed |= change(prefix + std::to_string(i), "1");
-        _exit(failed);
-    }
-    for (const pid_t writer : writers) {
-        int status = -1;
-        waitpid(writer, &status, 0);
-        EXPECT_EQ(status, 0);
-    }
-    const std::string text = read(package());
+    write_file(package, "config t s\n");
+    const pid_t other = fork();
+    const std::string prefix = other == 0 ? "demo.s.a" : "demo.s.b";
+    int failed = 0;
+    for (int i = 0; i < changes; i++)
+        failed |= change(prefix + std::to_string(i), "1");
+    if (other == 0) _exit(failed);
+    EXPECT_EQ(failed, 0);
+    EXPECT_EQ(process_wait(other, 60s), 0);
+    const std::string text = read_file(package);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\t'), 2 * changes);
 }
 
 TEST_F(uci, killedCommitLeavesOneWholeFile)
 {
     const std::string values[] = {std::string(60000, 'a'), std::string(70000, 'b')};
-    const std::string before = "\nconfig t 's'\n\toption a '";
-    const std::string after = "'\n\n";
-    write(package(), before + values[0] + after);
+    const auto file = [](const std::string &value) {
+        return "\nconfig t 's'\n\toption a '" + value + "'\n\n";
+    };
+    write_file(package, file(values[0]));
     for (int round = 0; round < 60; round++) {
         int ready[2];
         ASSERT_EQ(pipe(ready), 0);
@@ -341,19 +306,17 @@ TEST_F(uci, killedCommitLeavesOneWholeFile)
         if (child == 0) {
             for (unsigned i = 1;; i++) {
                 (void)change("demo.s.a", values[i % 2].c_str());
-                if (i == 1 && ::write(ready[1], "", 1) != 1) _exit(1);
+                if (i == 1 && write(ready[1], "", 1) != 1) _exit(1);
             }
         }
         char octet = 0;
-        EXPECT_EQ(::read(ready[0], &octet, 1), 1);
+        EXPECT_EQ(read(ready[0], &octet, 1), 1);
         usleep(static_cast<useconds_t>(round * 37));  // another place in the commit each time
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        (void)process_stop(child, SIGKILL, 60s);
         close(ready[0]);
         close(ready[1]);
-        const std::string text = read(package());
-        const auto ends = [&](const std::string &value) { return text == before + value + after; };
-        ASSERT_TRUE(ends(values[0]) || ends(values[1])) << round << ": " << text.size();
+        const std::string text = read_file(package);
+        ASSERT_TRUE(text == file(values[0]) || text == file(values[1])) << round;
     }
     EXPECT_EQ(change("demo.s.a", "last"), UCI_OK) << "no lock is left behind";
 }
