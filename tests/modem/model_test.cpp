@@ -24,14 +24,6 @@ modem_model quiet()
     return modem;
 }
 
-TEST(modem, echoesUntilToldNotTo)
-{
-    modem_model modem;
-    EXPECT_EQ(say(modem, "AT\r"), "AT\r\r\nOK\r\n");
-    EXPECT_EQ(say(modem, "ATE0\r"), "ATE0\r\r\nOK\r\n");
-    EXPECT_EQ(say(modem, "AT\r"), "\r\nOK\r\n");
-}
-
 TEST(modem, repliesAreFramedAsTheDaemonReadsThem)
 {
     constexpr struct {
@@ -50,6 +42,7 @@ TEST(modem, repliesAreFramedAsTheDaemonReadsThem)
         {"value not accepted", "AT+CFUN=9", "\r\n+CME ERROR: Incorrect parameters\r\n"},
         {"word not accepted", "AT+CNMP=3", "\r\nERROR\r\n"},
         {"last word accepted", "AT+CNMP=38", "\r\nOK\r\n"},
+        {"prompt", "AT+CMGS=15", "\r\n> "},
         {"storage", "AT+CPMS?", "\r\n+CPMS: \"SM\",0,10,\"SM\",0,10,\"SM\",0,10\r\n\r\nOK\r\n"},
     };
     for (const auto &row : rows) {
@@ -100,18 +93,6 @@ TEST(modem, faultsChangeTheReplyAndWearOff)
         (void)take(modem, at_port, 60000);
         EXPECT_EQ(say(modem, "AT\r", 60000), "\r\nOK\r\n") << row.name << ", once only";
     }
-}
-
-TEST(modem, takesAMessageAtThePromptAndRecordsIt)
-{
-    modem_model modem = quiet();
-    const std::string pdu = "0001000B919761214365F70008020041";
-    EXPECT_EQ(say(modem, "AT+CMGS=15\r", 5000), "\r\n> ");
-    EXPECT_EQ(say(modem, pdu + "\x1A\r", 5000), "\r\n+CMGS: 1\r\n\r\nOK\r\n");
-    EXPECT_EQ(modem.sent, std::vector<std::string>{pdu});
-    EXPECT_EQ(say(modem, "AT+CMGS=14\r", 5000), "\r\n> ");
-    EXPECT_EQ(say(modem, pdu + "\x1A\r", 5000), "\r\n+CMS ERROR: Invalid PDU mode parameter\r\n");
-    EXPECT_EQ(say(modem, "AT+CMGS=15\rATI\r", 5000).substr(0, 12), "\r\n> \r\nModel:");
 }
 
 TEST(modem, buildsPdusThatMatchKnownOctets)

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "core/text.h"
-#include "monitor/defaults.h"
 
 namespace
 {
@@ -25,17 +24,15 @@ std::string with(unsigned number, const std::string &text)
     return reply.substr(0, begin) + text + reply.substr(reply.find_first_of(",\r", begin));
 }
 
-struct gnss_case {
-    const char *name;
-    std::string reply;
-    modem_field (*field)(modem_status &);
-    const char *expected;
-};
-
 TEST(gnss, fixIsPublishedAsTheFieldsHoldIt)
 {
     const std::string digits(40, '9');
-    const gnss_case cases[] = {
+    const struct {
+        const char *name;
+        std::string reply;
+        modem_field (*field)(modem_status &);
+        const char *expected;
+    } cases[] = {
         {"state", fix, FIELD(info.gnss.state), "available"},
         {"mode", fix, FIELD(info.gnss.fixation), "3d"},
         {"latitude as a float", fix, FIELD(info.gnss.latitude), "5546.1235352"},
@@ -64,7 +61,7 @@ TEST(gnss, fixIsPublishedAsTheFieldsHoldIt)
         {"short date", with(10, "150"), FIELD(info.gnss.datetime), "15-0-20 09:30:15"},
         {"long date", with(10, digits), FIELD(info.gnss.datetime), "99-99-2099 09:30:15"},
     };
-    for (const gnss_case &c : cases) {
+    for (const auto &c : cases) {
         modem_status status = {};
         EXPECT_EQ(modem_parsegnssinfo(status, c.reply), 1) << c.name;
         EXPECT_STREQ(c.field(status).text, c.expected) << c.name;
@@ -98,12 +95,10 @@ TEST(gnss, withoutTwoSatellitesTheDefaultsStand)
     };
     for (const auto &[name, reply] : cases) {
         modem_status status = {};
-        modem_status defaults = {};
         modem_parsegnssinfo(status, fix);
-        modem_setgnssdefaults(defaults);
         EXPECT_EQ(modem_parsegnssinfo(status, reply), 0) << name;
         EXPECT_STREQ(status.info.gnss.state, "unavailable") << name;
-        EXPECT_STREQ(status.info.gnss.latitude, defaults.info.gnss.latitude) << name;
+        EXPECT_STREQ(status.info.gnss.latitude, "0") << name;
         EXPECT_STREQ(status.info.gnss.datetime, "01-01-2000 00:00:00") << name;
     }
 }

@@ -35,18 +35,6 @@ TEST(route, defaultRouteIsTheZeroDestinationOfTheInterface)
     }
 }
 
-// `table` through a pipe, a few octets at a time.
-int find(const std::string &table, std::uint32_t &gateway)
-{
-    int ends[2];
-    if (pipe(ends) != 0) return -2;
-    EXPECT_EQ(write(ends[1], table.data(), table.size()), static_cast<ssize_t>(table.size()));
-    close(ends[1]);
-    const int result = modem_findgateway(ends[0], "usb0", gateway);
-    close(ends[0]);
-    return result;
-}
-
 TEST(route, firstDefaultRouteOfATableCounts)
 {
     const std::string line = "usb0\t00000000\t0101A8C0\t0003\n";
@@ -60,8 +48,13 @@ TEST(route, firstDefaultRouteOfATableCounts)
         {"", -1},
     };
     for (const auto &[table, expected] : tables) {
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        EXPECT_EQ(write(ends[1], table.data(), table.size()), std::ssize(table));
+        close(ends[1]);
         std::uint32_t gateway = 0;
-        EXPECT_EQ(find(table, gateway), expected) << table;
+        EXPECT_EQ(modem_findgateway(ends[0], "usb0", gateway), expected) << table;
+        close(ends[0]);
         EXPECT_EQ(gateway, expected == 0 ? 0x0101A8C0U : 0U) << table;
     }
     EXPECT_EQ(modem_getgateway("usb0", nullptr), -1);

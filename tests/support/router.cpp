@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
+#include <ctime>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <sys/wait.h>
@@ -54,15 +55,10 @@ std::vector<std::string> linesfrom(const std::string &path, std::size_t since)
     return lines_of(since < text.size() ? text.substr(since) : "");
 }
 
-std::size_t entriesof(const std::string &path)
+long entriesof(const std::string &path)
 {
-    DIR *folder = opendir(path.c_str());
-    if (folder == nullptr) return 0;
-    std::size_t count = 0;
-    while (const dirent *entry = readdir(folder))
-        if (entry->d_name[0] != '.') count++;
-    closedir(folder);
-    return count;
+    std::error_code error;  // the process may have ended
+    return std::distance(std::filesystem::directory_iterator(path, error), {});
 }
 
 }  // namespace
@@ -219,18 +215,14 @@ bool virtual_router::receives(const std::string &command, const router_mark &sin
 
 process_usage virtual_router::usage(router_part part)
 {
-    const std::string folder = "/proc/" + std::to_string(parts.pid(part));
+    const pid_t pid = parts.pid(part);
+    const std::string folder = "/proc/" + std::to_string(pid);
     process_usage usage;
-    const std::string stat = read_file(folder + "/stat");
-    unsigned long user = 0;
-    unsigned long system = 0;
-    // Fields 14 and 15, counted from behind the program's name, which may hold anything.
-    const std::size_t name = stat.rfind(')');
-    if (name != std::string::npos &&
-        std::sscanf(stat.c_str() + name + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %lu %lu",
-                    &user, &system) == 2)
+    clockid_t clock = {};
+    timespec spent = {};
+    if (clock_getcpuclockid(pid, &clock) == 0 && clock_gettime(clock, &spent) == 0)
         usage.seconds =
-            static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+            static_cast<double>(spent.tv_sec) + static_cast<double>(spent.tv_nsec) / 1e9;
     for (const std::string &line : lines_of(read_file(folder + "/status")))
         (void)std::sscanf(line.c_str(), "VmRSS: %ld", &usage.resident);
     usage.descriptors = entriesof(folder + "/fd");

@@ -34,8 +34,8 @@ struct router_mark {
 struct process_usage {
     double seconds = 0;  // of processor time
     long resident = 0;   // KiB
-    std::size_t descriptors = 0;
-    std::size_t threads = 0;
+    long descriptors = 0;
+    long threads = 0;
 };
 
 class virtual_router
