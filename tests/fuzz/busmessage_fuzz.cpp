@@ -209,7 +209,7 @@ void fuzzbroker(std::string input)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const std::string_view input(reinterpret_cast<const char *>(data), size);
+    const std::string_view input = fuzz_text(data, size);
     fuzzlibrary(input);
     fuzzbroker(std::string(input));
     return 0;

@@ -36,7 +36,7 @@ void change(std::string &text, const std::string &other, std::mt19937 &random)
     const std::size_t at = below(random, text.size() + 1);
     const std::size_t length = 1 + below(random, 1U << below(random, 12));
     const char octet = telling[below(random, telling.size())];
-    switch (below(random, 7)) {
+    switch (below(random, 6)) {
         case 0:
             if (at < text.size()) text[at] = octet;
             break;
@@ -44,15 +44,12 @@ void change(std::string &text, const std::string &other, std::mt19937 &random)
             if (at < text.size()) text[at] = static_cast<char>(text[at] ^ (1 << below(random, 8)));
             break;
         case 2:
-            text.insert(at, 1, octet);
-            break;
-        case 3:
             text.insert(at, length, octet);
             break;
-        case 4:
+        case 3:
             text.erase(at, length);
             break;
-        case 5:
+        case 4:
             text.insert(below(random, text.size() + 1), text.substr(at, length));
             break;
         default:

@@ -1,8 +1,6 @@
 // The parsers of the poll: any text in, and nothing but their own fields written, all terminated.
 #include <cstring>
-#include <string_view>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include "core/status.h"
 #include "fuzz/mutate.h"
@@ -93,8 +91,7 @@ void fuzzroute(std::string_view table)
 
     static const int file = memfd_create("route", 0);
     fuzz_require(ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) == 0, "a file to read");
-    fuzz_require(write(file, table.data(), table.size()) >= 0, "a file to fill");
-    fuzz_require(lseek(file, 0, SEEK_SET) == 0, "a file to read again");
+    fuzz_require(pwrite(file, table.data(), table.size(), 0) >= 0, "a file to fill");
     gateway = untouched;
     const int result = modem_findgateway(file, "usb0", gateway);
     fuzz_require(result == 0 || (result == -1 && gateway == untouched), "no route: no gateway");
@@ -104,7 +101,7 @@ void fuzzroute(std::string_view table)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    const std::string_view text = fuzz_text(data, size);
     fuzzgnss(text);
     fuzzprovider(text);
     fuzzsysinfo(text);

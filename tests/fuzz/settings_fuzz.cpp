@@ -57,7 +57,7 @@ extern "C" uci_context *__wrap_uci_alloc_context()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     std::ofstream(where().path / "config" / "kelvantorium", std::ios::binary)
-        << std::string_view(reinterpret_cast<const char *>(data), size);
+        << fuzz_text(data, size);
     const auto state = std::make_unique<modem_state>();
     std::memset(&state->working, 0xA5, sizeof(state->working));
     fuzz_require(modem_read_settings(state.get()) == 0, "any package can be read");

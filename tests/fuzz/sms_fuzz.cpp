@@ -1,7 +1,5 @@
 // Received messages: any reply in, and either a message within the profile or none.
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 #include <vector>
 
 #include "fuzz/mutate.h"
@@ -10,12 +8,6 @@
 
 namespace
 {
-
-// The traces would drown the runner's own words.
-bool silence()
-{
-    return dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) != -1;
-}
 
 template <std::size_t N>
 void checkterminated(const char (&field)[N])
@@ -48,9 +40,8 @@ void fuzzpdu(std::string_view hex)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const bool silent = silence();
-    fuzz_require(silent, "traces are put away");
-    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    fuzz_silence();
+    const std::string_view text = fuzz_text(data, size);
     std::optional<std::string_view> hex;
     const int found = modem_findpdu(text, hex);
     fuzz_require(found == 0 || (found == 2 && !hex), "a message or none");

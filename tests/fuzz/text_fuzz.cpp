@@ -1,9 +1,7 @@
 // The conversions: any input into outputs of any size, and back.
 #include <algorithm>
 #include <cstring>
-#include <fcntl.h>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "core/text.h"
@@ -13,11 +11,6 @@
 
 namespace
 {
-
-bool silence()
-{
-    return dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO) != -1;
-}
 
 void fuzzucs2(std::string_view digits, std::size_t capacity)
 {
@@ -81,9 +74,8 @@ void fuzzpdu(const std::string &text)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const bool silent = silence();
-    fuzz_require(silent, "traces are put away");
-    const std::string_view text(reinterpret_cast<const char *>(data), size);
+    fuzz_silence();
+    const std::string_view text = fuzz_text(data, size);
     const std::size_t capacity = size == 0 ? 0 : data[0];
     fuzzucs2(text, capacity);
     fuzzucs2({text.data(), size / 4 * 4}, capacity);

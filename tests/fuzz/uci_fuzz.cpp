@@ -73,7 +73,7 @@ void commit(const fuzz_folder &where)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     static const fuzz_folder where;
-    const std::string_view input(reinterpret_cast<const char *>(data), size);
+    const std::string_view input = fuzz_text(data, size);
     const std::size_t end = std::min(input.find('\0'), size);
     std::ofstream(where.path / "config" / name, std::ios::binary) << input.substr(0, end);
     std::ofstream(where.path / "save" / name, std::ios::binary)
