@@ -16,6 +16,7 @@ extern "C" {
 }
 
 #include "fuzz/mutate.h"
+#include "support/scratch.h"
 
 namespace
 {
@@ -136,18 +137,13 @@ void fuzzlibrary(std::string_view input)
 }
 
 struct broker {
-    std::string path = "/tmp/busmessage-fuzz-" + std::to_string(getpid());
+    const scratch_folder folder;
+    const std::string path = folder.path / "socket";
 
     broker()
     {
         fuzz_require(uloop_init() == 0 && ubusd_listen(path.c_str()) == 0, "a broker");
     }
-    ~broker()
-    {
-        (void)unlink(path.c_str());
-    }
-    broker(const broker &) = delete;
-    broker &operator=(const broker &) = delete;
 
     int connect() const
     {

@@ -1,6 +1,4 @@
 // Client library and command line client, against the broker.
-#include <thread>
-
 #include <libubus.h>
 
 #include "bus_wire.h"
@@ -92,39 +90,6 @@ struct client : bus_fixture {
         (void)process_stop(owner, SIGKILL, patience);
     }
 };
-
-TEST_F(client, silenceTimesOutAndALostBrokerEndsCallAndLoop)
-{
-    static ubus_context *ctx;
-    static std::uint32_t callee;
-    const auto call = [](int timeout) {
-        return ubus_invoke(ctx, callee, "echo", nullptr, nullptr, nullptr, timeout);
-    };
-    ctx = ubus_connect(path.c_str());
-    ubus_add_uloop(ctx);
-    ASSERT_EQ(ubus_lookup_id(ctx, "demo", &callee), 0);
-    EXPECT_EQ(call(0), UBUS_STATUS_OK);
-    kill(owner, SIGSTOP);
-    EXPECT_EQ(call(50), UBUS_STATUS_TIMEOUT);
-    EXPECT_EQ(call(-1), UBUS_STATUS_TIMEOUT);
-
-    std::thread killer([this] {
-        usleep(100000);
-        (void)process_stop(broker, SIGKILL, patience);
-        broker = -1;
-    });
-    uloop_timeout timer{};
-    timer.cb = [](uloop_timeout *) {
-        EXPECT_EQ(ubus_invoke(ctx, callee, "echo", nullptr, nullptr, nullptr, 0),
-                  UBUS_STATUS_CONNECTION_FAILED);
-    };
-    uloop_timeout_set(&timer, 0);
-    EXPECT_EQ(uloop_run(), 0);
-    EXPECT_EQ(call(0), UBUS_STATUS_INVALID_ARGUMENT);
-    ubus_free(ctx);
-    uloop_done();
-    killer.join();
-}
 
 TEST_F(client, callsOfItsOwnObjectTimeOutAndRunAfterwards)
 {

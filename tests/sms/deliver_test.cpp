@@ -196,30 +196,4 @@ TEST(deliver, tracesTheWayThroughAPart)
               "modem_readsms: TP-DCS=7-bit\n");
 }
 
-TEST(deliver, findsThePduInTheReply)
-{
-    const std::string noend = "modem_readsms: \"\\r\\n\\r\\nOK\" not found\n";
-    const std::string nohead = "modem_readsms: \"+CMGR:\" not found\n";
-    const struct {
-        const char *name;
-        std::string reply;
-        int result;
-        std::optional<std::string> hex;
-        std::string trace;
-    } cases[] = {
-        {"message", "\r\n+CMGR: 1,,23\r\n0791\r\n\r\nOK\r\n", 0, "0791", ""},
-        {"any case", "\r\n+cmgr: 1,,23\r\n0791\r\n\r\nok\r\n", 0, "0791", ""},
-        {"no blank line", "\r\n+CMGR: 1,,23\r\n0791\r\nOK\r\n", 2, {}, noend},
-        {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2, {}, nohead},
-        {"header line behind the end", "0791\r\n\r\nOK\r\n+CMGR: 1\r\n", 2, {}, nohead},
-        {"nothing behind the header line", "\r\n+CMGR: 1,,0\r\n\r\nOK\r\n", 0, {}, ""},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.name);
-        std::optional<std::string_view> hex;
-        EXPECT_EQ(tracesof([&] { EXPECT_EQ(modem_findpdu(c.reply, hex), c.result); }), c.trace);
-        EXPECT_EQ(hex, c.hex);
-    }
-}
-
 }  // namespace

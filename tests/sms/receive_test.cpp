@@ -86,23 +86,33 @@ TEST(sms, completingPartGivesTheSender)
 
 TEST(sms, indexIsDeletedOnlyWhenItHeldAMessage)
 {
+    const std::string noend = "modem_readsms: \"\\r\\n\\r\\nOK\" not found\n";
+    const std::string nohead = "modem_readsms: \"+CMGR:\" not found\n";
+    const std::string tooshort = "modem_readsms: ERROR nbytes=2<28\n";
+    const std::string notfit = "modem_readsms: ERROR TP-SCA[0]=0x11 != 0x07\n";
     const struct {
         const char *name;
         std::string reply;
         int result;
+        std::string trace;  // at the end
     } cases[] = {
-        {"bare OK", "\r\nOK\r\n", 2},
-        {"error", "\r\n+CMS ERROR: 321\r\n", 2},
-        {"no PDU", "\r\n+CMGR: 0,,0\r\n\r\nOK\r\n", 0},
-        {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2},
-        {"malformed", "\r\n+CMGR: 0,,2\r\n0791\r\n\r\nOK\r\n", 0},
+        {"bare OK", "\r\nOK\r\n", 2, ""},
+        {"error", "\r\n+CMS ERROR: 321\r\n", 2, ""},
+        {"no PDU", "\r\n+CMGR: 0,,0\r\n\r\nOK\r\n", 0, ""},
+        {"no blank line", "\r\n+CMGR: 1,,23\r\n0791\r\nOK\r\n", 2, noend},
+        {"no header line", "\r\n0791\r\n\r\nOK\r\n", 2, nohead},
+        {"header line behind the end", "0791\r\n\r\nOK\r\n+CMGR: 1\r\n", 2, nohead},
+        {"malformed", "\r\n+CMGR: 0,,2\r\n0791\r\n\r\nOK\r\n", 0, tooshort},
+        {"any case", "\r\n+cmgr: 0,,2\r\n0791\r\n\r\nok\r\n", 0, tooshort},
         {"PDU longer than the buffer",
-         "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n", 0},
+         "\r\n+CMGR: 0,,250\r\n" + std::string(500, '1') + "\r\n\r\nOK\r\n", 0, notfit},
     };
     const rig modem;
     for (const auto &c : cases) {
         modem.answer(c.reply);
-        EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), c.result) << c.name;
+        const std::string traces = tracesof(
+            [&] { EXPECT_EQ(modem_readsms(modem.state.get(), 1, timeout), c.result) << c.name; });
+        EXPECT_TRUE(traces.ends_with(c.trace)) << c.name << ": " << traces;
     }
     EXPECT_EQ(modem.state->sms_list.numsms, 0);
     modem.state->ismodemconnect = 0;
