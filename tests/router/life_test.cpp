@@ -14,25 +14,8 @@ using namespace std::chrono_literals;
 namespace
 {
 
-constexpr char statepath[] = "info.kelvantorium.state";
-
-const std::string gnsslessconfig = "config modem 'modem'\n\toption slot '1'\n";
-
-router_setup stopped(const std::string &config = router_defaultconfig,
-                     const char *program = "kelvantorium-fast")
-{
-    router_setup setup;
-    setup.config = config;
-    setup.daemon = program;
-    setup.start = false;
-    return setup;
-}
-
-// The modem keeps its answer to the next such command to itself.
-void hold(virtual_router &router, const char *command)
-{
-    router.modem("fault", {{"command", command}, {"kind", "silence"}, {"times", 1}});
-}
+constexpr char fast[] = "kelvantorium-fast";
+constexpr char real[] = "kelvantorium";
 
 bool isendlogged(virtual_router &router, const router_mark &since = {})
 {
@@ -45,111 +28,74 @@ bool isendlogged(virtual_router &router, const router_mark &since = {})
     return log.size() >= end.size() && std::equal(end.rbegin(), end.rend(), log.rbegin());
 }
 
-constexpr char levelsoff[] = "AT+CGSETV=20,0;+CGSETV=12,0;+CGSETV=59,0;+CGSETV=48,0";
-constexpr char slotsoff[] = "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0";
-constexpr char gnssoff[] = "AT+CGSETV=25,0";
-constexpr char poweroff[] = "AT+CFUN=0";
-
-void startto(virtual_router &router, const char *state)
-{
-    EXPECT_TRUE(router.startdaemon());
-    EXPECT_TRUE(router.becomes(statepath, state));
-}
-
-// Moments for a stop.
-
-void operational(virtual_router &router)
-{
-    startto(router, "op");
-}
-
-void failed(virtual_router &router)
-{
-    router.modem("fault", {{"command", "AT+CIMI"}, {"kind", "error"}});
-    startto(router, "error");
-}
-
-void unanswered(virtual_router &router)
-{
-    setenv("FAST_TIMEOUT", "200", 1);
-    router.modem("fault", {{"kind", "silence"}});
-    startto(router, "error");
-}
-
-void initialising(virtual_router &router)
-{
-    hold(router, "AT+CPIN?");
-    EXPECT_TRUE(router.startdaemon());
-    EXPECT_TRUE(router.receives("AT+CPIN?"));
-}
-
-void refusing(virtual_router &router)
-{
-    router.modem("gnss", {{"refusals", 1000000}});
-    EXPECT_TRUE(router.startdaemon());
-    EXPECT_TRUE(router.receives("AT+CGNSSMODE=3"));
-}
-
-void awaitingussd(virtual_router &router)
-{
-    startto(router, "op");
-    EXPECT_TRUE(router.becomes("info.network.state", "connected"));
-    EXPECT_EQ(router.call("ussd_send", {{"client", "test"}, {"cmd", "*100#"}})["result"], "ok");
-    EXPECT_TRUE(router.logs("info modem_task: got modemcmdUssdAnswer"));
-}
-
-// What happens once the stop has begun.
-
-void nothing(virtual_router &) {}
-
-void goon(virtual_router &router)
-{
-    router.modem("unsolicited", {{"text", "\r\n+CPIN: READY\r\n\r\nOK\r\n"}});
-    EXPECT_TRUE(router.receives("AT+CFUN=1"));
-}
-
-void answerussd(virtual_router &router)
-{
-    router.modem("unsolicited", {{"port", "second"}, {"text", "\r\n+CUSD: 2\r\n"}});
-    EXPECT_TRUE(router.logs("info modem_getussdanswer: get ussd answer: +CUSD: 2"));
-}
-
-constexpr char fast[] = "kelvantorium-fast";
-constexpr char real[] = "kelvantorium";
-
-const struct {
+// A state of the daemon with a modem, and the command that it has sent by then.
+struct moment {
     const char *name;
-    void (*moment)(virtual_router &);
-    void (*afterwards)(virtual_router &);
-    const char *program;
-    bool hasgnss;
-} stops[] = {
-    {"op", operational, nothing, real, true},
-    {"op without a GNSS section", operational, nothing, fast, false},
-    {"error", failed, nothing, fast, true},
-    {"modem silent", unanswered, nothing, fast, true},
-    {"initialisation under way", initialising, goon, fast, true},
-    {"GNSS mode refused for a minute", refusing, nothing, real, true},
-    {"USSD answer awaited", awaitingussd, answerussd, fast, true},
+    std::vector<condition> modem;
+    const char *state;
+    const char *command = "ATV1";
+    const char *timeout = "5000";  // ms, of the fast daemon
+
+    void reach(virtual_router &router) const
+    {
+        setenv("FAST_TIMEOUT", timeout, 1);
+        arrange(router, modem);
+        EXPECT_TRUE(router.startdaemon());
+        EXPECT_TRUE(router.becomes(statepath, state));
+        EXPECT_TRUE(router.receives(command));
+        unsetenv("FAST_TIMEOUT");
+    }
 };
+
+const moment operational = {"op", {}, "op"};
+const moment silent = {"modem silent", {fault("", "silence")}, "error", "ATV1", "200"};
+const moment initialising = {
+    "initialisation under way", {fault("AT+CPIN?", "silence", 1)}, "init", "AT+CPIN?"};
 
 TEST(life, stopSwitchesLedsAndRadioOffAndEndsInOrder)
 {
-    for (const auto &row : stops) {
-        SCOPED_TRACE(row.name);
-        virtual_router router(
-            stopped(row.hasgnss ? router_defaultconfig : gnsslessconfig, row.program));
-        row.moment(router);
+    const std::string whole = router_defaultconfig;
+    const struct {
+        moment when;
+        std::string program, config;
+        condition then = {"state"};  // once the stop has begun
+        std::string logged = "info main: start";
+    } rows[] = {
+        {operational, real, whole},
+        {operational, fast, "config modem 'modem'\n"},
+        {{"error", {fault("AT+CIMI", "error")}, "error"}, fast, whole},
+        {silent, fast, whole},
+        {initialising, fast, whole, saying("\r\n+CPIN: READY\r\n\r\nOK\r\n"),
+         "info init->op: init done ok"},
+        {{"GNSS mode refused", {{"gnss", {{"refusals", 1000000}}}}, "init", "AT+CGNSSMODE=3"},
+         real,
+         whole},
+        {{"USSD answer awaited", {}, "op", "AT+CPMS?"},
+         fast,
+         whole,
+         saying("\r\n+CUSD: 2\r\n", "second"),
+         "info modem_getussdanswer: get ussd answer: +CUSD: 2"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.when.name);
+        virtual_router router({.config = row.config, .daemon = row.program, .start = false});
+        row.when.reach(router);
+        if (row.when.command == std::string("AT+CPMS?")) {  // connected
+            EXPECT_EQ(ask(router, "ussd_send", {{"cmd", "*100#"}}), "ok");
+            EXPECT_TRUE(router.logs("info modem_task: got modemcmdUssdAnswer"));
+        }
         const auto began = std::chrono::steady_clock::now();
         kill(router.parts.pid(router_part::daemon), SIGTERM);
         EXPECT_TRUE(wait_until([&] { return !router.bus().has("kelvantorium"); }));
-        row.afterwards(router);
+        arrange(router, {row.then});
         EXPECT_EQ(process_endtext(router.waitdaemon()), "exit status 0");
         EXPECT_LT(std::chrono::steady_clock::now() - began, 25s);
-        unsetenv("FAST_TIMEOUT");
+        EXPECT_TRUE(router.logs(row.logged));
         EXPECT_TRUE(isendlogged(router));
-        std::vector<std::string> last = {levelsoff, slotsoff, gnssoff, poweroff};
-        if (!row.hasgnss) last.erase(last.begin() + 2);
+        std::vector<std::string> last = {"AT+CGSETV=20,0;+CGSETV=12,0;+CGSETV=59,0;+CGSETV=48,0",
+                                         "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0",
+                                         "AT+CGSETV=25,0", "AT+CFUN=0"};
+        if (row.config != whole) last.erase(last.begin() + 2);  // there is no GNSS section
         const std::vector<std::string> told = router.commands();
         ASSERT_GE(told.size(), last.size());
         EXPECT_EQ(std::vector(told.end() - std::ssize(last), told.end()), last);
@@ -158,7 +104,7 @@ TEST(life, stopSwitchesLedsAndRadioOffAndEndsInOrder)
 
 TEST(life, signalOfTheFirstMomentsIsNeverLost)
 {
-    virtual_router router(stopped());
+    virtual_router router({.daemon = fast, .start = false});
     const auto stopat = [&](const std::string &line, int ms) {
         SCOPED_TRACE(line + " + " + std::to_string(ms));
         const router_mark since = router.mark();
@@ -189,9 +135,7 @@ TEST(life, signalOfTheFirstMomentsIsNeverLost)
 
 TEST(life, startWithoutBrokerFailsAndLeavesNothing)
 {
-    router_setup setup;
-    setup.broker = false;
-    virtual_router router(setup);
+    virtual_router router({.broker = false});
     EXPECT_EQ(process_endtext(router.waitdaemon()), "exit status 255");
     ASSERT_TRUE(router.logs("err main: done error"));
     const std::vector<std::string> expected = {
@@ -202,32 +146,18 @@ TEST(life, startWithoutBrokerFailsAndLeavesNothing)
 
 TEST(life, deathOfTheBrokerEndsTheDaemonInOrder)
 {
-    struct {
-        const char *name;
-        void (*moment)(virtual_router &);
-    } const rows[] = {
-        {"op", operational},
-        {"modem silent", unanswered},
-        {"initialisation under way",
-         [](virtual_router &router) {
-             EXPECT_TRUE(router.startdaemon());
-             EXPECT_TRUE(router.receives("AT+CGMM"));
-         }},
-        {"network service called",
-         [](virtual_router &router) {
-             operational(router);
-             router.network("behave", {{"hang_ms", 2000}});
-             router.bus().call("kelvantorium", "reinit", {{"client", "test"}}, 50);
-         }},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        virtual_router router(stopped());
-        row.moment(router);
+    const moment hanging = {"network service called", {}, "op"};
+    for (const moment &when : {operational, silent, initialising, hanging}) {
+        SCOPED_TRACE(when.name);
+        virtual_router router({.daemon = fast, .start = false});
+        when.reach(router);
+        if (when.name == hanging.name) {
+            router.network("behave", {{"hang_ms", 2000}});
+            router.bus().call("kelvantorium", "reinit", {{"client", "test"}}, 50);
+        }
         (void)router.parts.kill(router_part::broker);
         EXPECT_EQ(process_endtext(router.waitdaemon()), "exit status 0");
         EXPECT_TRUE(isendlogged(router));
-        unsetenv("FAST_TIMEOUT");
     }
 }
 
@@ -235,24 +165,24 @@ TEST(life, deathOfTheBrokerEndsTheDaemonInOrder)
 double costofunplugging(virtual_router &router)
 {
     const double before = router.usage().seconds;
-    EXPECT_TRUE(router.modem("unplug").ok());
+    arrange(router, {{"unplug"}});
     EXPECT_TRUE(router.becomes(statepath, "error"));
-    EXPECT_EQ(router.status("info.kelvantorium.error"), "no_answer");
+    EXPECT_EQ(router.status(errorpath), "no_answer");
     std::this_thread::sleep_for(3s);
     return router.usage().seconds - before;
 }
 
 TEST(life, pulledCableCostsNoProcessorTimeAndHeals)
 {
-    virtual_router router(stopped(router_defaultconfig, real));
-    startto(router, "op");
-    hold(router, "AT+CSQ");
+    virtual_router router({.start = false});
+    operational.reach(router);
+    arrange(router, {fault("AT+CSQ", "silence", 1)});
     router.bus().call("kelvantorium", "at_send", {{"client", "test"}, {"cmd", "AT+CSQ"}}, 50);
     ASSERT_TRUE(router.receives("AT+CSQ"));
     EXPECT_LT(costofunplugging(router), 1.0) << "in the middle of an exchange";
 
     ASSERT_TRUE(router.modem("replug").ok());
-    ASSERT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+    ASSERT_EQ(ask(router, "reinit"), "ok");
     ASSERT_TRUE(router.becomes(statepath, "op"));
     EXPECT_LT(costofunplugging(router), 1.0) << "between two passes";
     EXPECT_EQ(process_endtext(router.stopdaemon()), "exit status 0");
@@ -263,22 +193,19 @@ TEST(life, standardOutputMayBeAnything)
 {
     const char *const former = std::getenv("VIRTUAL_ROUTER_PREFIX");
     const std::string prefix = former != nullptr ? former : "";
-    struct {
-        const char *name;
-        const char *redirection;
-    } const rows[] = {
-        {"closed", "exec >&-"},
-        {"all closed", "exec <&- >&- 2>&-"},
-        {"full device", "exec >/dev/full"},
-        {"pipe that nobody reads", "mkfifo /tmp/p1; exec 1<>/tmp/p1; head -c 65536 /dev/zero"},
-        {"pipe without a reader", "mkfifo /tmp/p2; exec 3<>/tmp/p2 >/tmp/p2 3>&-"},
+    const std::string redirections[] = {
+        "exec >&-",
+        "exec <&- >&- 2>&-",
+        "exec >/dev/full",
+        "mkfifo /tmp/p1; exec 1<>/tmp/p1; head -c 65536 /dev/zero",  // nobody reads
+        "mkfifo /tmp/p2; exec 3<>/tmp/p2 >/tmp/p2 3>&-",             // no reader
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        write_file("/tmp/redirect", std::string(row.redirection) + "\nexec \"$@\"\n");
+    for (const std::string &redirection : redirections) {
+        SCOPED_TRACE(redirection);
+        write_file("/tmp/redirect", redirection + "\nexec \"$@\"\n");
         setenv("VIRTUAL_ROUTER_PREFIX", ("sh /tmp/redirect " + prefix).c_str(), 1);
-        virtual_router router(stopped());
-        startto(router, "op");
+        virtual_router router({.daemon = fast, .start = false});
+        operational.reach(router);
         EXPECT_TRUE(router.becomes("info.network.state", "connected"));
         EXPECT_EQ(process_endtext(router.stopdaemon()), "exit status 0");
         EXPECT_TRUE(isendlogged(router));

@@ -23,26 +23,54 @@ void putenvironment(const char *name, const char *value)
         unsetenv(name);
 }
 
-router_setup stopped(const running_setup &setup)
+std::vector<std::string> passes(virtual_router &router, const router_mark &since)
 {
-    router_setup base;
-    base.config = setup.config;
-    base.daemon = "kelvantorium-fast";
-    base.network = setup.network;
-    base.start = false;
-    return base;
+    std::vector<std::string> found;
+    for (const std::string &command : router.commands(since)) {
+        if (command == passhead)
+            found.push_back(command);
+        else if (!found.empty())
+            found.back() += " " + command;
+    }
+    if (!found.empty()) found.pop_back();  // not complete yet
+    return found;
 }
 
 }  // namespace
 
-running_router::running_router(const running_setup &setup) : virtual_router(stopped(setup))
+condition fault(const char *command, const char *kind, int times, const std::string &text)
+{
+    return {"fault", {{"command", command}, {"kind", kind}, {"times", times}, {"text", text}}};
+}
+
+condition saying(const std::string &text, const char *port)
+{
+    return {"unsolicited", {{"port", port}, {"text", text}}};
+}
+
+void arrange(virtual_router &router, const std::vector<condition> &conditions)
+{
+    for (const condition &row : conditions)
+        EXPECT_TRUE(router.modem(row.method, row.arguments).ok()) << row.method;
+}
+
+std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments)
+{
+    arguments.emplace_back("client", "test");
+    return router.call(method, arguments)["result"];
+}
+
+running_router::running_router(const running_setup &setup)
+    : virtual_router({.config = setup.config,
+                      .daemon = "kelvantorium-fast",
+                      .network = setup.network,
+                      .start = false})
 {
     putenvironment("FAST_TIMEOUT", setup.timeout);
     putenvironment("FAST_INTERVAL", setup.interval);
-    modem("radio", {{"delay", 0}});
-    modem("storage", {{"capacity", 2}});
+    arrange(*this, {{"radio", {{"delay", 0}}}, {"storage", {{"capacity", 2}}}});
     if (!startdaemon()) return;
-    EXPECT_TRUE(wait_until([&] { return status("info.kelvantorium.state") != "init"; }));
+    EXPECT_TRUE(wait_until([&] { return status(statepath) != "init"; }));
     EXPECT_TRUE(!setup.settled || settles());
 }
 
@@ -50,24 +78,20 @@ bool running_router::settles()
 {
     const router_mark since = passmark();
     return wait_until([&] {
-        const std::vector<std::string> seen = passes(since);
+        const std::vector<std::string> seen = passes(*this, since);
         return !seen.empty() && seen.back() == fullpass;
     });
 }
 
 void running_router::renew(const char *slot)
 {
-    const condition ordinary[] = {
-        {"clear_faults"},
-        {"adc"},
-        {"signal"},
-        {"gnss", {{"fix", true}}},
-        {"storage", {{"capacity", 2}}},
-        {"sim", {{"slot", 1}, {"lock", "READY"}}},
-    };
-    for (const condition &row : ordinary)
-        modem(row.method, row.arguments);
-    EXPECT_EQ(call("set", {{"client", "test"}, {"modem_slot", slot}})["result"], "ok");
+    arrange(*this, {{"clear_faults"},
+                    {"adc"},
+                    {"signal"},
+                    {"gnss", {{"fix", true}}},
+                    {"storage", {{"capacity", 2}}},
+                    {"sim", {{"slot", 1}, {"lock", "READY"}}}});
+    EXPECT_EQ(ask(*this, "set", {{"modem_slot", slot}}), "ok");
     EXPECT_TRUE(settles());
 }
 
@@ -81,25 +105,17 @@ router_mark running_router::passmark()
     return now;
 }
 
-std::vector<std::string> running_router::passes(const router_mark &since)
-{
-    std::vector<std::string> found;
-    for (const std::string &command : commands(since)) {
-        if (command == passhead)
-            found.push_back(command);
-        else if (!found.empty())
-            found.back() += " " + command;
-    }
-    if (!found.empty()) found.pop_back();  // not complete yet
-    return found;
-}
-
 std::vector<std::string> running_router::distinctpasses(const router_mark &since)
 {
     std::vector<std::string> found;
-    EXPECT_TRUE(wait_until([&] { return (found = passes(since)).size() >= 8; }));
+    EXPECT_TRUE(wait_until([&] { return (found = passes(*this, since)).size() >= 8; }));
     found.erase(std::unique(found.begin(), found.end()), found.end());
     return found;
+}
+
+std::string running_router::steadypass()
+{
+    return distinctpasses(passmark()).back();
 }
 
 bool running_router::isidle()
@@ -107,21 +123,6 @@ bool running_router::isidle()
     const router_mark since = mark();
     std::this_thread::sleep_for(150ms);
     return commands(since).empty();
-}
-
-std::string running_router::callunplugged(const std::string &method, const bus_arguments &arguments)
-{
-    std::string result = "error: info.kelvantorium.state: error";
-    for (int attempts = 5; attempts > 0 && result.ends_with(".state: error"); attempts--) {
-        modem("replug");
-        renew();
-        const router_mark pass = passmark();
-        const auto length = std::count(fullpass.begin(), fullpass.end(), ' ') + 1;
-        EXPECT_TRUE(wait_until([&] { return std::ssize(commands(pass)) >= length; }));
-        modem("unplug");
-        result = call(method, arguments)["result"];
-    }
-    return result;
 }
 
 void expect_transition(running_router &router,
@@ -134,8 +135,8 @@ void expect_transition(running_router &router,
     EXPECT_TRUE(router.becomes("info.kelvantorium.reason", reason));
     const bus_reply now = router.call("get");
     EXPECT_EQ(now["info.kelvantorium.prevstate"], prevstate);
-    EXPECT_EQ(now["info.kelvantorium.state"], state);
-    EXPECT_EQ(now["info.kelvantorium.error"], error);
+    EXPECT_EQ(now[statepath], state);
+    EXPECT_EQ(now[errorpath], error);
     const char *priority = state == "error" ? "err " : "info ";
     EXPECT_TRUE(router.logs(priority + prevstate + "->" + state + ": " + reason, since));
 }

@@ -21,6 +21,18 @@ struct condition {
     bus_arguments arguments = {};
 };
 
+// What becomes of the commands that begin with `command`; `times` 0: of all.
+condition fault(const char *command, const char *kind, int times = 0, const std::string &text = "");
+// The modem says it unasked, or late: the answer to a command whose fault is "silence".
+condition saying(const std::string &text, const char *port = "at");
+
+void arrange(virtual_router &router, const std::vector<condition> &conditions);
+// The result of a call by the client "test".
+std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments = {});
+
+inline constexpr char statepath[] = "info.kelvantorium.state";
+inline constexpr char errorpath[] = "info.kelvantorium.error";
+
 // What a steady pass sends without a usable card, and with a storage of two places.
 inline const std::string watchpass = "AT+CADC=2 AT+CGNSSINFO";
 inline const std::string fullpass = watchpass + " AT+COPS? AT+CPSI? AT+CPMS? AT+CMGR=1 AT+CMGR=2";
@@ -39,13 +51,10 @@ public:
     router_mark passmark();
     // The complete passes since such a mark, repetitions left out. Waits for eight of them.
     std::vector<std::string> distinctpasses(const router_mark &since);
+    // The last of those from now on.
+    std::string steadypass();
     // Whether the modem hears nothing for several passes.
     bool isidle();
-    // The result of a call made after the cable was pulled and before a pass noticed.
-    std::string callunplugged(const std::string &method, const bus_arguments &arguments);
-
-private:
-    std::vector<std::string> passes(const router_mark &since);
 };
 
 // Waits for a transition and checks its words and its line in the log.

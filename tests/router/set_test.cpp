@@ -1,4 +1,5 @@
 // The methods `set` and `reinit`, and the settings package that they and the daemon's start repair.
+#include <array>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -14,7 +15,7 @@ namespace
 class package_watch
 {
 public:
-    package_watch() : fd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    package_watch()
     {
         EXPECT_GE(inotify_add_watch(fd, "/etc/config", IN_CREATE | IN_MOVED_TO), 0);
     }
@@ -36,15 +37,20 @@ public:
     }
 
 private:
-    int fd;
+    const int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
 };
 
-// The text with a part of it replaced.
-std::string with(std::string text, const std::string &old, const std::string &fresh)
+// The text in which, from its begin to its end, one word after another is replaced by the next.
+std::string with(std::string text, const std::vector<std::string> &words)
 {
-    const std::size_t at = text.find(old);
-    EXPECT_NE(at, std::string::npos) << old;
-    return at == std::string::npos ? text : text.replace(at, old.size(), fresh);
+    std::size_t at = 0;
+    for (std::size_t word = 0; word < words.size(); word += 2) {
+        at = text.find(words[word], at);
+        if (at == std::string::npos) ADD_FAILURE() << words[word];
+        text.replace(at, words[word].size(), words[word + 1]);
+        at += words[word + 1].size();
+    }
+    return text;
 }
 
 // The default package as the configuration library writes it.
@@ -53,26 +59,24 @@ const std::string written = router_defaultconfig + std::string("\n");
 const std::string sparse =
     "\nconfig modem 'modem'\n\toption slot '1'\n\nconfig rs485 'rs485'\n\nconfig gnss 'gnss'\n\n";
 
-void reinitialise(running_router &router)
-{
-    EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
-    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "op"));
-}
+// Initialisations stop at one command until `release`.
+const condition hold = fault("AT+CGMM", "silence", 1);
+const condition release = saying("\r\nM\r\n\r\nOK\r\n");
 
 struct refusal {
-    const char *method;
     bus_arguments arguments;
     std::string result;
+    const char *method = "set";
 };
 
 void expect_refusals(running_router &router, const std::vector<refusal> &rows)
 {
     const router_mark since = router.mark();
     const bus_reply before = router.call("get");
-    for (const refusal &row : rows) {
-        const bus_reply reply = router.call(row.method, row.arguments);
+    for (const auto &[arguments, result, method] : rows) {
+        const bus_reply reply = router.call(method, arguments);
         EXPECT_EQ(reply.status, 0);
-        EXPECT_EQ(reply.fields, (decltype(reply.fields){{"result", "error: " + row.result}}));
+        EXPECT_EQ(reply.fields, (decltype(reply.fields){{"result", "error: " + result}}));
     }
     EXPECT_EQ(router.call("get").fields, before.fields);
     EXPECT_EQ(router.log(since), std::vector<std::string>());
@@ -82,26 +86,19 @@ void expect_refusals(running_router &router, const std::vector<refusal> &rows)
 TEST(set, refusalsComeInOrderAndChangeNothing)
 {
     std::vector<refusal> rows = {
-        {"set", {}, "msg has no client"},
-        {"set", {{"modem_slot", "2"}}, "msg has no client"},
-        {"set", {{"client", 5}, {"modem_slot", "2"}}, "msg has no client"},
-        {"set", {{"client", "test"}}, "msg has no settings"},
-        {"set", {{"client", "test"}, {"modem_slot", 2}}, "msg has no settings"},
-        {"set", {{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
-        {"set", {{"client", ""}, {"modem_slot", "2"}}, "client is empty"},
-        {"set",
-         {{"client", "test"},
+        {{{"modem_slot", "2"}}, "msg has no client"},
+        {{{"client", "test"}}, "msg has no settings"},
+        {{{"client", "test"}, {"modem_slot", 2}}, "msg has no settings"},
+        {{{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
+        {{{"client", ""}, {"modem_slot", "2"}}, "client is empty"},
+        {{{"client", "test"},
           {"modem_network_type", ""},
           {"modem_slot", "2"},
           {"modem_gnss_mode", ""}},
          "modem_gnss_mode is empty"},
-        {"reinit", {}, "msg has no client"},
-        {"reinit", {{"client", true}}, "msg has no client"},
-        {"reinit", {{"client", ""}}, "client is empty"},
+        {{{"client", ""}}, "client is empty", "reinit"},
     };
-    const struct {
-        std::string name, given, shown;
-    } values[] = {
+    const std::array<std::string, 3> values[] = {
         // clang-format off
         {"modem_slot", "3", "3"}, {"modem_rs485_pull", "Down", "Down"},
         {"modem_gnss_power", "only", "onl"}, {"modem_gnss_mode", "5", "5"},
@@ -110,34 +107,32 @@ TEST(set, refusalsComeInOrderAndChangeNothing)
         // clang-format on
     };
     for (const auto &[name, given, shown] : values) {
-        rows.push_back({"set", {{"client", "test"}, {name, ""}}, name + " is empty"});
+        rows.push_back({{{"client", "test"}, {name, ""}}, name + " is empty"});
         rows.push_back(
-            {"set", {{"client", "test"}, {name, given}}, name + " unsupported value: " + shown});
+            {{{"client", "test"}, {name, given}}, name + " unsupported value: " + shown});
     }
     running_router router;
     expect_refusals(router, rows);
 
-    router.modem("fault", {{"command", "AT+CGMM"}, {"kind", "silence"}, {"times", 1}});
-    EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+    arrange(router, {hold});
+    EXPECT_EQ(ask(router, "reinit"), "ok");
     EXPECT_TRUE(router.receives("AT+CGMM", router.mark()));
     const std::string init = "info.kelvantorium.state: init";
-    expect_refusals(
-        router, {{"set", {{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
-                 {"set", {{"client", ""}, {"modem_slot", "2"}}, init},
-                 {"set", {{"client", "test"}, {"modem_slot", "2"}}, init},
-                 {"reinit", {}, "msg has no client"},
-                 {"reinit", {{"client", ""}}, init},
-                 {"reinit", {{"client", "test"}}, init}});
-    router.modem("unsolicited", {{"text", "\r\nM\r\n\r\nOK\r\n"}});
-    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "op"));
+    expect_refusals(router,
+                    {{{{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},
+                     {{{"client", ""}, {"modem_slot", "2"}}, init},
+                     {{}, "msg has no client", "reinit"},
+                     {{{"client", ""}}, init, "reinit"}});
+    arrange(router, {release});
+    EXPECT_TRUE(router.becomes(statepath, "op"));
 }
 
 TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
 {
     const std::string apn(80, 'a');
-    std::string all = with(with(written, "slot '1'", "slot '2'"), "'down'", "'up'");
-    all = with(with(with(all, "'on'", "'off'"), "'3'", "'4'"), "'ipv4'", "'ipv4v6'");
-    all = with(with(all, "'public'", "'private'"), "'dynamic'", "'" + apn + "'");
+    const std::string all =
+        with(written, {"slot '1'", "slot '2'", "'down'", "'up'", "'on'", "'off'", "'3'", "'4'",
+                       "ipv4", "ipv4v6", "public", "private", "dynamic", apn});
     const struct {
         std::string config;
         bus_arguments arguments;
@@ -151,43 +146,39 @@ TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
           {"modem_gnss_mode", "43"}, {"modem_network_type", "autobahn"},
           {"modem_network_iptype", "ipv4v6x"}, {"modem_network_iparea", "privately"},
           {"modem_network_apn", apn + "b"}}, all, 1, "network.apn", apn},
-        {all, {{"modem_network_apn", ""}}, with(all, apn, "dynamic"), 1, "network.apn", "dynamic"},
+        {all, {{"modem_network_apn", ""}}, with(all, {apn, "dynamic"}), 1, "network.apn", "dynamic"},
         {sparse, {{"modem_gnss_power", "on"}, {"modem_gnss_mode", "1"}, {"modem_rs485_pull", "up"}},
          sparse, 0, "gnss.power", "off"},
         {sparse, {{"modem_gnss_power", "on"}, {"modem_slot", "2"}},
-         with(sparse, "1", "2"), 1, "slot", "2"},
+         with(sparse, {"1", "2"}), 1, "slot", "2"},
         // clang-format on
     };
     running_router router;
-    const std::string pdu = "07919761989901F0040B919761214365F70008421161710240210400480069";
-    router.modem("sms_pdu", {{"pdu", pdu}});
+    arrange(router, {{"sms", {{"text", "A"}}}});
     EXPECT_TRUE(router.becomes("info.sms.recv_counter", "1"));
     int counter = 0;
     for (const auto &row : rows) {
         SCOPED_TRACE(row.path + " " + row.value);
         write_file(router_configpath, row.config);
-        reinitialise(router);
+        EXPECT_EQ(ask(router, "reinit"), "ok");
+        EXPECT_TRUE(router.becomes(statepath, "op"));
         const package_watch watch;
         const router_mark since = router.mark();
-        router.modem("fault", {{"command", "AT+CGMM"}, {"kind", "silence"}, {"times", 1}});
+        arrange(router, {hold});
         bus_arguments arguments = row.arguments;
         arguments.emplace_back("client", "abcdefghijklmnopqrst");
         EXPECT_EQ(router.call("set", arguments)["result"], "ok");
         EXPECT_TRUE(router.receives("AT+CGMM", since));
         const bus_reply during = router.call("get");
-        const std::string reason = "abcdefghijklmno_client call set: done ok";
-        EXPECT_EQ(during["info.kelvantorium.prevstate"], "op");
-        EXPECT_EQ(during["info.kelvantorium.state"], "init");
-        EXPECT_EQ(during["info.kelvantorium.error"], "none");
-        EXPECT_EQ(during["info.kelvantorium.reason"], reason);
+        expect_transition(router, since, "op", "init", "none",
+                          "abcdefghijklmno_client call set: done ok");
         EXPECT_EQ(during["info.kelvantorium.reinit_counter"], std::to_string(++counter));
         EXPECT_EQ(during["info.sms.recv_counter"], "1");
         EXPECT_EQ(during["info.modem.model"], "none");
-        EXPECT_EQ(router.log(since).front(), "info op->init: " + reason);
         EXPECT_EQ(read_file(router_configpath), row.after);
         EXPECT_EQ(watch.commits(), row.commits);
 
-        router.modem("unsolicited", {{"text", "\r\nM\r\n\r\nOK\r\n"}});
+        arrange(router, {release});
         EXPECT_TRUE(router.becomes("info.kelvantorium.reinit_counter", std::to_string(++counter)));
         EXPECT_EQ(router.status("settings.modem." + row.path), row.value);
     }
@@ -196,14 +187,14 @@ TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
 TEST(set, reinitIsTakenInEveryStateButInit)
 {
     running_router router;
-    router.modem("adc", {{"value", 0}});
-    EXPECT_TRUE(router.becomes("info.kelvantorium.state", "error"));
+    arrange(router, {{"adc", {{"value", 0}}}});
+    EXPECT_TRUE(router.becomes(statepath, "error"));
     for (const std::string state : {"error", "nosim"}) {
         const router_mark since = router.mark();
-        EXPECT_EQ(router.call("reinit", {{"client", "test"}})["result"], "ok");
+        EXPECT_EQ(ask(router, "reinit"), "ok");
         EXPECT_TRUE(
             router.logs("info " + state + "->init: test_client call reinit: done ok", since));
-        EXPECT_TRUE(router.becomes("info.kelvantorium.state", "nosim"));
+        EXPECT_TRUE(router.becomes(statepath, "nosim"));
         EXPECT_EQ(router.status("info.kelvantorium.prevstate"), "init");
     }
 }
@@ -215,7 +206,7 @@ TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
     const std::string listed = "config network 'network'\n\tlist type '4g'\n";
     const std::string modeonly = "config gnss 'gnss'\n\toption mode '2'\n";
     const std::string longapn(100, 'a');
-    const std::string longpackage = with(router_defaultconfig, "dynamic", longapn);
+    const std::string longpackage = with(router_defaultconfig, {"dynamic", longapn});
     const struct {
         const char *name;
         std::string before, after;
@@ -226,13 +217,9 @@ TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
         // clang-format off
         {"valid", router_defaultconfig, router_defaultconfig, 0, "gnss.power", "on", "1", "1"},
         {"valid, by hand", untidy, untidy, 0, "slot", "2", "0", "0"},
-        {"slot", with(written, "slot '1'", "slot '3'"), written, 1, "slot", "1", "1", "1"},
-        {"word", with(written, "'on'", "'yes'"), with(written, "'on'", "'off'"), 1,
-         "gnss.power", "off", "1", "1"},
-        {"capitals", with(written, "'ipv4'", "'IPv6'"), written, 1, "network.iptype", "ipv4", "1", "1"},
-        {"two", with(with(written, "'3'", "'33'"), "auto", "AUTO"), written, 1,
-         "network.type", "auto", "1", "1"},
-        {"strangers stay", with(untidy, "2", "0"),
+        {"word", with(written, {"'on'", "'yes'"}), with(written, {"'on'", "'off'"}), 1, "gnss.power", "off", "1", "1"},
+        {"three", with(written, {"slot '1'", "slot '3'", "'3'", "'33'", "ipv4", "IPv6"}), written, 1, "network.iptype", "ipv4", "1", "1"},
+        {"strangers stay", with(untidy, {"2", "0"}),
          "\nconfig modem 'modem'\n\toption slot '1'\n\nconfig other\n\toption x 'y'\n\n", 1,
          "slot", "1", "0", "0"},
         {"options missing", sparse, sparse, 0, "network.iparea", "public", "0", "0"},
@@ -249,14 +236,15 @@ TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
         if (row.before.empty()) unlink(router_configpath);
         const package_watch watch;
         const router_mark since = router.mark();
-        reinitialise(router);
+        EXPECT_EQ(ask(router, "reinit"), "ok");
+        EXPECT_TRUE(router.becomes(statepath, "op"));
         EXPECT_EQ(read_file(router_configpath), row.after);
         EXPECT_EQ(access(router_configpath, F_OK) == 0, !row.after.empty());
         EXPECT_EQ(watch.commits(), row.commits);
         EXPECT_EQ(router.status("settings.modem." + row.path), row.value);
-        const std::string flag = ".enabled: ";
-        EXPECT_TRUE(router.logs("info init: settings.modem.rs485" + flag + row.rs485, since));
-        EXPECT_TRUE(router.logs("info init: settings.modem.gnss" + flag + row.gnss, since));
+        const std::string settings = "info init: settings.modem.";
+        EXPECT_TRUE(router.logs(settings + "rs485.enabled: " + row.rs485, since));
+        EXPECT_TRUE(router.logs(settings + "gnss.enabled: " + row.gnss, since));
     }
 }
 
