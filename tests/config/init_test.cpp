@@ -270,6 +270,23 @@ TEST(init, lockCodesAndEmptySlotsEndIt)
     }
 }
 
+TEST(init, slotsFollowTheReading)
+{
+    const std::pair<int, const char *> readings[] = {
+        {769, "empty empty"},     {770, "inserted empty"},  {1009, "inserted empty"},
+        {1010, "empty inserted"}, {1389, "empty inserted"}, {1390, "inserted inserted"},
+    };
+    virtual_router router(fast);
+    for (const auto &[reading, expected] : readings) {
+        router.modem("adc", {{"value", reading}});
+        (void)initialise(router);
+        const bus_reply report = router.call("get");
+        EXPECT_EQ(report["info.modem.slot1_state"] + " " + report["info.modem.slot2_state"],
+                  expected)
+            << reading;
+    }
+}
+
 TEST(init, repliesOfAnotherShapeKeepTheDefaults)
 {
     const struct {

@@ -44,8 +44,8 @@ TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
 {
     EXPECT_EQ(modem_readlist(*list, path.c_str()), -1);
     EXPECT_EQ(errno, ENOENT);
-    for (const char first : {'\x21', '\xFF'}) {
-        write_file(path, std::string(31908, first));
+    for (const char *count : {"\x21\0\0\0", "\xFF\xFF\xFF\xFF"}) {
+        write_file(path, std::string(count, 4) + std::string(31904, '\xFF'));
         EXPECT_EQ(modem_readlist(*list, path.c_str()), 0);
         EXPECT_EQ(list->numsms, 0) << "no ring has that count";
         EXPECT_EQ(std::string(list->entries[31].text).size(), 960U);
