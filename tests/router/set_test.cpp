@@ -114,9 +114,10 @@ TEST(set, refusalsComeInOrderAndChangeNothing)
     running_router router;
     expect_refusals(router, rows);
 
+    const router_mark since = router.mark();
     arrange(router, {hold});
     EXPECT_EQ(ask(router, "reinit"), "ok");
-    EXPECT_TRUE(router.receives("AT+CGMM", router.mark()));
+    EXPECT_TRUE(router.receives("AT+CGMM", since));
     const std::string init = "info.kelvantorium.state: init";
     expect_refusals(router,
                     {{{{"client", ""}, {"modem_slot", "3"}}, "modem_slot unsupported value: 3"},

@@ -159,7 +159,7 @@ TEST(raw, answerIsPassedOnWhateverItIs)
 
 TEST(raw, silenceIsAnErrorAndOnlyInitialisationRefuses)
 {
-    running_router router({.timeout = "1500"});
+    running_router router({.timeout = "3000"});
     const auto at = [&](const char *command) { return ask(router, "at_send", {{"cmd", command}}); };
     const auto expect_silence = [&](const std::string &former) {
         const router_mark since = router.mark();
@@ -174,7 +174,9 @@ TEST(raw, silenceIsAnErrorAndOnlyInitialisationRefuses)
     expect_silence("error");
 
     arrange(router, {{"adc", {{"value", 0}}}, fault("AT+CGMM", "silence", 1)});
+    const router_mark since = router.mark();
     EXPECT_EQ(ask(router, "reinit"), "ok");
+    EXPECT_TRUE(router.receives("AT+CGMM", since));
     EXPECT_EQ(at("AT+DURINGINIT"), "error: info.kelvantorium.state: init");
     arrange(router, {saying("\r\nM\r\n\r\nOK\r\n")});
     EXPECT_TRUE(router.becomes(statepath, "nosim"));
