@@ -1,4 +1,6 @@
 // Client library and command line client, against the broker.
+#include <thread>
+
 #include <libubus.h>
 
 #include "bus_wire.h"
@@ -91,16 +93,32 @@ struct client : bus_fixture {
     }
 };
 
-TEST_F(client, callsOfItsOwnObjectTimeOutAndRunAfterwards)
+// Calls of its own object wait until the caller is back in its loop.
+TEST_F(client, loopRunsOwnCallsAndEndsWhenTheBrokerIsLostInOne)
 {
-    ubus_context *ctx = connect_as("own", path);
-    EXPECT_EQ(ubus_invoke(ctx, object.id, "stop", nullptr, nullptr, nullptr, 50),
-              UBUS_STATUS_TIMEOUT);
-    alarm(60);  // should it never run
+    static ubus_context *ctx;
+    static constexpr auto call = [](const char *method, int timeout) {
+        return ubus_invoke(ctx, object.id, method, nullptr, nullptr, nullptr, timeout);
+    };
+    ctx = connect_as("own", path);
+    alarm(60);  // should the loop not end
+    EXPECT_EQ(call("stop", 50), UBUS_STATUS_TIMEOUT);
     EXPECT_EQ(uloop_run(), 0);
+
+    std::thread killer([this] {
+        usleep(100000);
+        EXPECT_EQ(process_stop(broker, SIGTERM, patience), 0);
+        broker = -1;
+    });
+    uloop_timeout timer{};
+    timer.cb = [](uloop_timeout *) { EXPECT_NE(call("fail", 0), UBUS_STATUS_OK); };
+    uloop_timeout_set(&timer, 0);
+    EXPECT_EQ(uloop_run(), 0);
+    EXPECT_EQ(call("fail", 0), UBUS_STATUS_INVALID_ARGUMENT);
     alarm(0);
     ubus_free(ctx);
     uloop_done();
+    killer.join();
 }
 
 #ifdef BUS_TOOL

@@ -113,7 +113,7 @@ private:
 struct bus_fixture : testing::Test {
     const scratch_folder folder;
     const std::string path = folder.path / "sock";
-    const pid_t broker = process_start({BUS_PROGRAMS "/ubusd", "-s", path});
+    pid_t broker = process_start({BUS_PROGRAMS "/ubusd", "-s", path});
 
     bus_fixture()
     {
@@ -121,6 +121,7 @@ struct bus_fixture : testing::Test {
     }
     ~bus_fixture() override
     {
+        if (broker == -1) return;  // stopped by the test
         EXPECT_EQ(process_stop(broker, SIGTERM, patience), 0);
         EXPECT_FALSE(std::filesystem::exists(path)) << "the socket file is still there";
     }
