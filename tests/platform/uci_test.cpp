@@ -200,20 +200,23 @@ TEST_F(uci, setFollowsItsTable)
 
 TEST_F(uci, commitAppliesWholePendingLinesOfOthersFirst)
 {
-    write_file(package, "config t s\n option a 1\n list l x\n list l y\nconfig t r\nconfig t q\n");
     fs::create_directory(save);
-    write_file(
-        pending,
+    const std::string lines =
         "demo.s.a='other'\nmalformed\nother.s.a='x'\n-demo.r\n@demo.q='p'\n+demo.cfg0abcd='u'\n"
         "|demo.s.l='z'\n~demo.s.l='x'\n^demo.p='0'\ndemo.gone.a='1'\ndemo.s.b='two\nlines'\n"
-        "demo.s.torn='by a writer that died");
-    EXPECT_EQ(tool("get demo.s.a"), "other\n");
-    EXPECT_EQ(tool("show demo.@u[0]"), "demo.@u[0]=u\n");
-    EXPECT_EQ(change("demo.s.a", "own"), UCI_OK);
-    EXPECT_EQ(read_file(package),
-              "\nconfig t 'p'\n\nconfig t 's'\n\toption a 'own'\n\tlist l 'y'\n\tlist l 'z'\n"
-              "\toption b 'two\nlines'\n\nconfig u\n\n");
-    EXPECT_EQ(fs::file_size(pending), 0U);
+        "demo.s.torn=";
+    for (const char *end : {"'by a writer that died", "'at its end'"}) {
+        write_file(package,
+                   "config t s\n option a 1\n list l x\n list l y\nconfig t r\nconfig t q\n");
+        write_file(pending, lines + end);
+        EXPECT_EQ(tool("get demo.s.a"), "other\n");
+        EXPECT_EQ(tool("show demo.@u[0]"), "demo.@u[0]=u\n");
+        EXPECT_EQ(change("demo.s.a", "own"), UCI_OK);
+        EXPECT_EQ(read_file(package),
+                  "\nconfig t 'p'\n\nconfig t 's'\n\toption a 'own'\n\tlist l 'y'\n\tlist l 'z'\n"
+                  "\toption b 'two\nlines'\n\nconfig u\n\n");
+        EXPECT_EQ(fs::file_size(pending), 0U);
+    }
 }
 
 TEST_F(uci, commitKeepsSymbolicLinkAndPermissions)
