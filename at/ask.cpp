@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Send, expect OK, record the failure.
 #include "at/ask.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The exchange on which script rows, indicators and slot detection stand.
 #pragma once
 

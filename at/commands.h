@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Commands that more than one part of the daemon sends.
 #pragma once
 

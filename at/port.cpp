@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Opening and configuring the modem's serial ports.
 #include "at/port.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The modem's two serial ports: the AT port (interface 4) and the second port (interface 5), which
 // is only read, for USSD answers.
 #pragma once

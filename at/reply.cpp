@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Classification of replies: final results as a table, first match wins.
 #include "at/reply.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What an accumulated reply of the modem amounts to.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The AT transaction: write, wait under a timer, classify.
 #include "at/sendat.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // One AT transaction: the only way the daemon talks to the modem.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // One-shot timers on timer descriptors.
 #include "at/timer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // One-shot timers behind the time-outs of the serial channel.
 #pragma once
 

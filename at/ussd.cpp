@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The USSD answer reader.
 #include "at/ussd.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The network's answer to a USSD request, which comes unasked on the second port.
 #pragma once
 

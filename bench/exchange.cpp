@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // An AT exchange: the daemon's transaction, in this process, beside a bare one, with the simulated
 // modem at the other end of the same port.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What stays after long use: memory and descriptors, and who asks the heap after the start. The
 // daemon without its waits runs through loads that would take hours otherwise.
 #include <cstdlib>

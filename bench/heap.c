@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Linked into the daemon without waits: counts what is asked of the heap, by the library that asks.
  * For the GNU C library, whose own allocator it calls on.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Counts of requests to the heap, shared with the measuring program. */
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // bench_figures [--quick] [SECTION ...]: prints the table of figures. Runs in the sandbox, for the
 // daemon needs its fixed paths.
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's parsers, codecs and the report, by themselves. Traces are left out at link time:
 // what they cost is part of the processor time of a command.
 #include <algorithm>

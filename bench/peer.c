@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * bench_peer SIZE: the least that can stand on the bus. Object "bench" with a method "nothing",
  * which only returns, and a method "same", whose reply of SIZE octets was made at the start.

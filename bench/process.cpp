@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Processes under measurement: started, pinned, and looked at through /proc.
 #include "simulator/router/process.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon as it runs: start, passes and the requests that wait for them, processor time, memory,
 // and the bus while the poll idles.
 #include <cstdio>

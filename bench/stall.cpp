@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Witnesses of stalls.
 #include "bench/stall.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Witnesses of the machine's hiccups: a thread per core that sleeps a millisecond at a time and
 // notes when it wakes too late. They outrank all that is measured, so what delays them lies outside
 // this system.

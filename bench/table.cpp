@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Statistics and rows. Standard output is the table's alone: the daemon's traces go elsewhere.
 #include "bench/table.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The table of figures, and what every section needs to take them. Samples know when they took
 // place: those during which the machine itself stood still are counted and dropped.
 #pragma once

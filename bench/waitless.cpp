@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's waits, left out at link time: the loads of a year in seconds, through the same
 // objects otherwise. The message list is written and renamed, but not forced to the disk, which
 // would make every other program of the machine wait.

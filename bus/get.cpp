@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The status report: rows of paths, and the engine that makes nested tables of them.
 #include "bus/get.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The method `get`: the whole published status as one table. Event loop; never touches the modem.
 #pragma once
 

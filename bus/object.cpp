@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The method table.
 #include "bus/object.h"
 

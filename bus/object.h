@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The bus object `kelvantorium` and its eight methods.
 #pragma once
 

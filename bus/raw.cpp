@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `at_send` and `ussd_send`.
 #include "bus/raw.h"
 

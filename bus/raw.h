@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `at_send` and `ussd_send`: the modem at first hand. Event loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Requests and replies of the bus methods.
 #include "bus/request.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What every method handler does with its request: arguments, refusals, the reply. Event loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The daemon: its objects without main (the tests link them too) and the program itself.
 find_package(Threads REQUIRED)
 

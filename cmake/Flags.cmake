@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Compiler and linker options that hold for every target.
 add_compile_options(
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef -Werror

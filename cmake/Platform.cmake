@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # platform::ubox, platform::ubus and platform::uci: what the daemon links, genuine or bundled.
 # The bundled broker and tools are built as well wherever the genuine programs are missing.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Debian's cross compiler for AArch64; what is built runs under user-mode emulation.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The initialisation: preparation, the script as a table, and the engine that runs it.
 #include "config/init.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Bringing the modem from whatever state it is in to the configured one.
 #pragma once
 

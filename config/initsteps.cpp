@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Composite steps of the initialisation.
 #include "config/initsteps.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Those steps of the initialisation that are more than one command with one answer.
 //
 // Each gives 0 to go on, 1 when it ended the run in "nosim", -1 when it failed, with the outcome

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `set` and `reinit`.
 #include "config/methods.h"
 

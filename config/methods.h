@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `set` and `reinit`: clients order a fresh initialisation. Event loop.
 #pragma once
 

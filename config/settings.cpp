@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Settings: the options table and the configuration library around it.
 #include "config/settings.h"
 

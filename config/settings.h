@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The settings store: one table of the configuration package's options, for reading, repair,
 // validation of what clients set, and writing.
 #pragma once

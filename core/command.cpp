@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Writing to the command pipe.
 #include "core/command.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The command pipe: one 32-bit word in host byte order per command, event loop to worker.
 #pragma once
 

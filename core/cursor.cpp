@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Cursors over reply text and octets.
 #include "core/cursor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // One cursor for reading the modem's replies, one for octets. Neither can run past its end.
 //
 // A take that fails leaves the cursor where it was and returns nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The control words of the record: plain 32-bit words, touched through these two only.
 //
 // A hand-over is data first, flag next, command last; the release makes the data visible to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Process entry.
 #include <fcntl.h>
 #include <syslog.h>

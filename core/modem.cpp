@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Start-up, event loop and shutdown, in their fixed order.
 #include "core/modem.h"
 

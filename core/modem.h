@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon from start to end. Main thread, which becomes the event-loop thread.
 #pragma once
 

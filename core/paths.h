@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The fixed places of the system that the daemon uses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Waits of the calling thread.
 #pragma once
 

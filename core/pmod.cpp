@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The one global of the record.
 #include "core/pmod.h"
 

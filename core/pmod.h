@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The process-wide pointer to the record, for those whose callers cannot pass it: the bus method
 // handlers and the poll callback.
 #pragma once

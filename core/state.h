@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's one record. Allocated zero-filled at start-up, reached through `pmod`, freed last.
 //
 // Two threads share it without a lock. Ownership moves with the control words (core/flags.h) and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The status block: what the daemon knows, in the very paths under which clients see it.
 //
 // Every text is a NUL-terminated field of fixed capacity (the NUL included), so blocks have no

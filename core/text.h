@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Bounded writes into text fields: the capacity is deduced, never written twice.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Thread attributes and priorities.
 #include "core/thread.h"
 

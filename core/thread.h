@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Thread attributes and priorities. Messages go to standard output, headed by the caller's name.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Traces on standard output, one write each, without stdio: no heap, no stall.
 #include "core/trace.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Traces on standard output: what passes between daemon and modem, for a person who watches.
 #pragma once
 

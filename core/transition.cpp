@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // State transitions: four words into one copy of the status, and the log line made of them.
 #include "core/transition.h"
 

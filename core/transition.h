@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The one way to record a change of the daemon's state.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The worker's loop over the command pipe.
 #include "core/worker.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The worker thread: initialisations and USSD waits, so that the bus never waits for them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Composing and sending the commands of GPIO operations.
 #include "indicators/gpio.h"
 

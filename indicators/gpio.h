@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // GPIO lines of the modem, driven with its own commands. A row is one operation: its lines and
 // its purpose; the functions below send it for any row.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Indicators: every operation a row, every pattern a table.
 #include "indicators/leds.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The router's indicators and lines: LEDs, SIM-slot switch, RS-485 pull.
 //
 // All give the result of modem_sendat. Those with a status target record their failure there with

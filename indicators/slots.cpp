@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // SIM-slot detection: both card contacts hang on one analogue input.
 #include "indicators/slots.h"
 

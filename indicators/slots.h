@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // SIM-slot detection through the modem's analogue input.
 #pragma once
 

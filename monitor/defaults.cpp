@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // One table of default words and the three writers that filter it by group.
 #include "monitor/defaults.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The default words: what clients see of a group of values that is not known, or no longer.
 //
 // Each writes into the copy it is given, on the thread that owns that copy, and returns 0.

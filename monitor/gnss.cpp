@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The GNSS report in two halves: reply text to values, values to status fields.
 #include "monitor/gnss.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The GNSS receiver's report: the reply to AT+CGNSSINFO, published in info.gnss.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The data link: bus calls to the network service, and the kernel's view of the interface.
 #include "monitor/link.h"
 

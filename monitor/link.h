@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The data link usb0: asks the network service to bring it up and down, and reads its address and
 // default gateway. Event loop; each bus call waits up to a second.
 #pragma once

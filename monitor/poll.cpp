@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The poll: gate, publication, and the list of steps that the state allows.
 #include "monitor/poll.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The watch over the running modem, once a second on the event loop.
 #pragma once
 

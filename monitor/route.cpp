@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The route table, read without stdio: no heap, and lines of any length.
 #include "monitor/route.h"
 

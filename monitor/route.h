@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The default gateway of an interface, from the kernel's route table. Event loop; never blocks.
 #pragma once
 

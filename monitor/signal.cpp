@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Radio technologies, their fields and level bounds as tables, and the loops that run them.
 #include "monitor/signal.h"
 

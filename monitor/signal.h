@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Registration, operator, radio technology and signal: the replies to AT+COPS? and AT+CPSI?,
 // published in info.network. All on the thread that owns the copy.
 #pragma once

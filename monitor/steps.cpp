@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The steps of a poll pass.
 #include "monitor/steps.h"
 

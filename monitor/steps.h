@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The steps of a poll pass. Event loop, published copy; each blocks for its AT exchanges.
 #pragma once
 

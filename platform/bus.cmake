@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Event loop and message buffers, bus client library, broker and command line client.
 foreach(library IN ITEMS ubox ubus)
     add_library(platform_${library}_objects OBJECT)

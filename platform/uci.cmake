@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The configuration library and its command line tool.
 add_library(platform_uci_objects OBJECT
     ${CMAKE_CURRENT_LIST_DIR}/uci/change.c

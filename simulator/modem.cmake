@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The modem simulator: a model without input and output, and the program that puts it on two ptys.
 add_library(simulator_modem STATIC
     modem/basic.cpp

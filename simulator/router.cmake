@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The virtual router: the sandbox, its programs and the one that runs them all.
 add_library(sandbox STATIC sandbox.cpp)
 target_include_directories(sandbox PUBLIC ${PROJECT_SOURCE_DIR})

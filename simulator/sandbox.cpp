@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Namespaces and the file tree of the sandbox.
 #include "simulator/sandbox.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A private machine for the virtual router: own processes, mounts, network and terminals.
 //
 // Works as root, and as an ordinary user where user namespaces are allowed (the user is root

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Decoding of SMS-DELIVER (TS 23.040 9.2.2.1) against the one profile that is supported.
 #include "sms/deliver.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Decoding of received messages: from the modem's reply to the values of one SMS-DELIVER.
 //
 // Pure but for trace lines; any thread. Nothing is read beyond the octets given.

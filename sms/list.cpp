@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The received-message ring and its file.
 #include "sms/list.h"
 

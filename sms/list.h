@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The ring of received messages and the file that keeps it over restarts.
 //
 // Event loop. A save blocks until the file has reached the flash.

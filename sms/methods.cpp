@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `sms_get`, `sms_clear` and `sms_send`.
 #include "sms/methods.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `sms_get`, `sms_clear` and `sms_send`. Event loop. Texts are CP1251 both ways.
 #pragma once
 

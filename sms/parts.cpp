@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Assembly slots of long messages.
 #include "sms/parts.h"
 

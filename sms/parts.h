@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The table in which parts of long messages wait for each other. In memory only.
 //
 // Event loop; the initialisation clears the table while the poll is held off.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Reading, assembling and storing received messages.
 #include "sms/receive.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Taking messages in from the modem's storage.
 //
 // Event loop. Each call is one AT exchange and blocks up to `timeout` ms, as modem_sendat.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The two-step exchange that sends a PDU.
 #include "sms/send.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Sending one message.
 #pragma once
 

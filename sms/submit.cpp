@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Building of outgoing PDUs (SMS-SUBMIT, TS 23.040 9.2.2.2).
 #include "sms/submit.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Building outgoing messages: the recipient list and the SMS-SUBMIT as hexadecimal text.
 //
 // Pure but for trace lines; any thread.

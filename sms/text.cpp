@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Conversions between CP1251, hexadecimal texts, packed septets and semi-octets.
 #include "sms/text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Conversions between CP1251, the modem's hexadecimal texts, packed septets and semi-octets.
 //
 // Pure but for trace lines; any thread. Every output is bounded by its span or array, whatever the

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Tests of the daemon's own functions, and the variant of the daemon with shortened waits.
 if(NOT KELVANTORIUM_ROUTER)
     return()

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # What the documents show and quote, checked against the daemon and the sources.
 find_package(Python3 COMPONENTS Interpreter)
 if(NOT KELVANTORIUM_ROUTER OR NOT Python3_FOUND OR NOT (TARGET ubus OR KELVANTORIUM_UBUS))

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Fuzz targets, one line each at the end: fuzz/NAME_fuzz.cpp with its inputs in fuzz/corpus/NAME/.
 # Each is a repeatable test fuzz.NAME; with KELVANTORIUM_FUZZ also a program NAME_libfuzzer that
 # searches: NAME_libfuzzer NEW_INPUTS fuzz/corpus/NAME

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Service files, recipe, access files and manual page: checked with the tools of their trade.
 foreach(fact IN ITEMS
     scriptsPassShellcheck

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The bundled event loop, bus library, broker and bus tool.
 add_executable(platform_bus_tests
     platform/bus_blob_test.cpp

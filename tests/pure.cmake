@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # Parsers fed with text: no modem, no bus, no file.
 add_executable(pure_tests
     monitor/gnss_test.cpp

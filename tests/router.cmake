@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The daemon itself among all parts of the virtual router.
 if(NOT KELVANTORIUM_ROUTER)
     return()

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The SMS subsystem and the exchanges with the modem; in the sandbox, whose /root takes the list
 # file.
 if(NOT KELVANTORIUM_ROUTER)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The harness of all tests that run in the virtual router; its main() enters the sandbox.
 if(NOT KELVANTORIUM_ROUTER)
     return()

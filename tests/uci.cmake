@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The bundled configuration library, whichever one the daemon is linked with.
 add_executable(uci_test platform/uci_test.cpp ${PROJECT_SOURCE_DIR}/simulator/router/process.cpp)
 target_include_directories(uci_test PRIVATE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus client: calling methods of other programs and offering objects to them.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * What every part of the bus includes.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * The bus on the wire: header, message types, attributes, status codes.
  */

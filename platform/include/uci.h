@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Configuration packages: read, look up, change and commit them.
  *
  * Every function returns a UCI_ code and leaves the same code in the context's `err`. A context

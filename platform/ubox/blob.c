@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Attribute buffers and the parser of plain attributes.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Named attributes: checking, parsing, building.
  */

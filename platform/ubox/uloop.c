@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Event loop: descriptors and the passes of the loop.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Between the parts of the event loop.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Event loop: signals and children.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Event loop: timers, a list in order of deadlines.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus client: the connection, and what comes in over it.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Reading, parsing and sending of bus messages.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Messages as they come from a socket: the one reader and the one parser of bytes that nobody has
  * checked yet, for client library and broker.

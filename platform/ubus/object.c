@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus client: own objects, and the requests to them.
  */

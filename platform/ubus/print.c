@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Command line client: messages as JSON.
  */

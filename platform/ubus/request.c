@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus client: requests and their answers.
  */

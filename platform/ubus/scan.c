@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Command line client: JSON as messages.
  */

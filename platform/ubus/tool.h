@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Command line client: between its parts.
  */

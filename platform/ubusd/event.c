@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus broker: events, that is, calls to the objects that listen for their name.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus broker: what each message asks for.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Bus broker. One thread, never blocking: each client has a reader that keeps half messages and a
  * queue for what it does not read yet.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Changes of a package in memory: one function for each kind, whoever asks for it. */
 #include <stdlib.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Contexts: directories, error texts, names of packages. */
 #include <dirent.h>
 #include <stdlib.h>

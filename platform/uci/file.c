@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Package files on disk: opened under the lock, loaded, and replaced in one step. */
 #include <errno.h>
 #include <fcntl.h>

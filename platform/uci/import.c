@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Package files: read (keywords, sections, options) and written. */
 #include <stdlib.h>
 #include <string.h>

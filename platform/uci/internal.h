@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Inside of the configuration library: the package tree, the text reader and the files. */
 #ifndef UCI_INTERNAL_H
 #define UCI_INTERNAL_H

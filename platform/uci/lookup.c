@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Texts such as "package.section.option=value": split, looked up, set. */
 #include <stdlib.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* uci: shows, sets and commits configuration options from the command line. */
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Pending files: one line for each change that was saved but not committed yet. */
 #include <errno.h>
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* Words of a configuration text. Quotes: '...' literal, "..." with backslash, adjacent pieces join.
  */
 #include <errno.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /* The package tree: elements in lists, names, and who frees what. */
 #include <stdint.h>
 #include <stdlib.h>

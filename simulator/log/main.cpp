@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // log-collector: the router's system log. Owns /dev/log and writes each message as one line
 // "priority ident: text", e.g. "info kelvantorium: main: start".
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Commands of the modem itself: framing, identity, plain settings, lines and the analogue input.
 #include "simulator/modem/command.h"
 

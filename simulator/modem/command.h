@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // How the modem's commands are written: a row (name, handler) each, in one of the tables below.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Bus methods that set the conditions around the modem: cards, network, receiver, cable, faults.
 #include <array>
 #include <utility>

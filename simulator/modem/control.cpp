@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The bus object "simulator": its methods in one table, and their common frame.
 #include "simulator/modem/control.h"
 

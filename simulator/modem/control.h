@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The bus object "simulator": a person or a test steers the modem with it and sees what it was
 // told.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Bus methods of the message services: what the network delivers to the modem.
 #include <algorithm>
 #include <charconv>

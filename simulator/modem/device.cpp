@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The modem on two ptys.
 #include "simulator/modem/device.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The modem on two ptys whose slaves are linked under the names that the router's kernel would give
 // them. Runs on the event loop.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Command lines into replies: chaining, arguments, the look-up in the tables, and the final lines.
 #include <algorithm>
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // modem-simulator [--dir FOLDER]: the modem of the virtual router, on two ptys and the bus.
 #include <cstdio>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Commands of the message service: the storage of the SIM card and sending, in PDU mode only.
 #include "simulator/modem/command.h"
 #include "simulator/modem/pdu.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The ports of the modem: octets into commands, faults, and replies into timed output.
 #include "simulator/modem/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The modem as the router sees it: octets in, octets out, and what changes in between.
 //
 // The model does no input or output and has no clock: whoever drives it passes the time in

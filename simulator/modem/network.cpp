@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Commands of the SIM card, the radio, the data connection, USSD and the GNSS receiver.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Builders of SMS-DELIVER PDUs and of the character codings inside them.
 #include "simulator/modem/pdu.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Builders of SMS-DELIVER PDUs (TS 23.040) and of the character codings inside them: pure functions
 // that turn readable text into what a network would deliver.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Bus methods that show what the modem was told and what it holds.
 #include "simulator/modem/control.h"
 

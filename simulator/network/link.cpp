@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Interfaces and routes by ioctl.
 #include "simulator/network/link.h"
 

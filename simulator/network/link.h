@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Address, state and routes of the router's interfaces.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // network-service: the router's network service as far as the daemon can see it. Object
 // "network.interface.usb0" brings the interface up and down; "network.simulator" steers it.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Calls on the bus, their replies flattened into paths.
 #include "simulator/router/bus.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A small client of the system bus, for the router program and the tests.
 #pragma once
 

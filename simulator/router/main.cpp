@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // router: runs the daemon among broker, network service, modem simulator and log collector in a
 // sandbox, and a command or a shell beside them.
 #include <climits>

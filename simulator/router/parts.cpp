@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The programs of the virtual router and how to see that each is ready.
 #include "simulator/router/parts.h"
 

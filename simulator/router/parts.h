@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The programs that make up the virtual router, started, watched and stopped one by one.
 #pragma once
 

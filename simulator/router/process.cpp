@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Child processes: start, wait, stop.
 #include "simulator/router/process.h"
 

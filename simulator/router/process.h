@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Child processes of the virtual router, and waiting.
 #pragma once
 

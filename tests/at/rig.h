@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A record whose two ports are ends of socket pairs: replies are laid down in advance, one to a
 // read, and commands are picked up afterwards.
 #pragma once

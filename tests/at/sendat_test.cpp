@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The AT transaction: every result, whatever shape the reply comes in.
 #include "at/sendat.h"
 

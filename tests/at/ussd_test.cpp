@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The USSD answer reader: every kind of answer, in whatever pieces it comes.
 #include "at/ussd.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The initialisation script: every command in order, every row failing, every lock code.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The worker and its pipe.
 #include "core/worker.h"
 

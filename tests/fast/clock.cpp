@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's waits, shortened at link time: the same objects otherwise. Fixed waits pass fifty
 // times faster and show among the traces, the poll follows itself at once; time-outs of exchanges
 // stay, so that a busy machine provokes none, unless FAST_TIMEOUT (ms) shortens them for a test of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Replies in pieces of any size: what has accumulated, and what it is taken for.
 #include <algorithm>
 #include <cstring>

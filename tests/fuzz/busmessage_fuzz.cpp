@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Octets on the bus: to an object's owner from the broker, and to the broker from a client. Both
 // answer with sound messages and keep nothing of a client that has gone.
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A folder for the configuration library to work in.
 #pragma once
 

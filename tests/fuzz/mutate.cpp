@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Runs a fuzz target over the files of a folder, over every shortened form of them, and over a
 // fixed series of mutations. An input that makes it abort is printed in hex.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What a fuzz target defines and may use. Linked with mutate.cpp a target is a normal, repeatable
 // test; linked with libFuzzer it searches on its own.
 #pragma once

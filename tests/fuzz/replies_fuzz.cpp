@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The parsers of the poll: any text in, and nothing but their own fields written, all terminated.
 #include <cstring>
 #include <sys/mman.h>

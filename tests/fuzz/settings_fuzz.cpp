@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Package files of any octets: the settings come out within their words, and so does the package.
 #include <cstring>
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Received messages: any reply in, and either a message within the profile or none.
 #include <cstring>
 #include <vector>

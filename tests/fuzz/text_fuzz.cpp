@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The conversions: any input into outputs of any size, and back.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Package and pending files of any octets: what can be read, a commit writes, and it reads back as
 // the same. An input is the package file, a NUL and the pending file.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The modem that other tests rely on: its framing, its faults, and that it takes time to register.
 #include "simulator/modem/model.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The GNSS report: fields present, empty, missing and over-long.
 #include "monitor/gnss.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The kernel's route table: which line is the default route, and lines that no buffer holds.
 #include "monitor/route.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Operator, radio technology, signal values and level.
 #include "monitor/signal.h"
 

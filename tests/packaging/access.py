@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 """The access files name every method of the object once, nothing else, and grant no program."""
 import glob
 import json

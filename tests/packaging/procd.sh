@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # The service functions of the router, as far as the init script calls them: each writes its call.
 # shellcheck shell=dash disable=SC2034,SC2154
 log() { echo "$*" >>"$work/calls"; }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Attribute buffers: octets on the wire, parsing, and what unsound input may not do.
 #include <vector>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The broker, octet by octet.
 #include <grp.h>
 #include <pwd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Client library and command line client, against the broker.
 #include <thread>
 

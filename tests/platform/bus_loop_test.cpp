@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The event loop: order of timers and descriptors, hang-ups, signals.
 #include <csignal>
 #include <string>

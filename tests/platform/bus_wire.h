@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Octets as hexadecimal text, and a broker with connections that speak octets.
 #pragma once
 

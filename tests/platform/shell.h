@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Commands as scripts run them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The configuration library and its tool, over files in a folder of their own.
 #include <algorithm>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's object on the bus: what it offers and shows, and messages that no decent client
 // sends.
 #include <arpa/inet.h>

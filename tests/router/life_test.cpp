@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon's life: how it starts, how it stops, what it survives.
 #include <algorithm>
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The data link: when usb0 is brought up and down, and what its absence does.
 #include "simulator/network/link.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The poll of the running modem: what each pass sends, and what ends it.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The running daemon and its passes.
 #include "tests/router/running.h"
 

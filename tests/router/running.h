@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A daemon with shortened waits that has come to its first steady state, and its passes on the
 // wire.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The methods `set` and `reinit`, and the settings package that they and the daemon's start repair.
 #include <array>
 #include <sys/inotify.h>

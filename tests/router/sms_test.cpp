@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Messages from the modem to the bus and back, while clients keep the daemon busy and while it is
 // killed.
 #include <algorithm>

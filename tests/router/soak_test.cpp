@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Many passes at full pace with a modem that behaves in every way a healthy one may.
 #include <cstdlib>
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // USSD requests with their answers on the second port, raw AT commands, and what refuses both or
 // fails them.
 #include <algorithm>

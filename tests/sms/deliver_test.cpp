@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Decoding of received PDUs at the limits of the profile and its codings; docs/sms.md has the
 // ordinary ones.
 #include "sms/deliver.h"

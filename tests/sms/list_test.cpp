@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The list file: its image, damaged files, failing and killed saves.
 #include "sms/list.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Messages from the modem's storage to the ring.
 #include "sms/receive.h"
 

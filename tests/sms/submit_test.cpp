@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Outgoing PDUs and their addresses, up to what fits.
 #include "sms/submit.h"
 

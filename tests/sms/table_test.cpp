@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The table of docs/sms.md: every message becomes what the table says.
 #include <fstream>
 #include <sstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // Conversions, both ways and at their limits.
 #include "sms/text.h"
 

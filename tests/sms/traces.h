@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What the code under test prints on standard output.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The tests run inside the sandbox. Where that cannot be made, the program fails and says why.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The virtual router as tests use it.
 #include "tests/support/router.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // The daemon under test in the virtual router, one fresh set of processes per object.
 //
 // Programs linked with this library run inside the sandbox (its main() enters it), so everything

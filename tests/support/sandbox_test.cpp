@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // What every other test in the virtual router relies on.
 #include "simulator/sandbox.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 // A folder of its own for one test, gone with it.
 #pragma once
 

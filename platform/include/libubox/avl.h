@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * The structures of the search tree, as far as other structures contain them.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Binary attributes: a big-endian word of flags, id and length, payload, padding to four bytes.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Named and typed attributes: what bus messages are made of.
  */

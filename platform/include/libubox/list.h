@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Doubly linked lists with a head that is part of the ring.
  */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Event loop: descriptors, timers, children, and an orderly end on SIGINT and SIGTERM.
  *

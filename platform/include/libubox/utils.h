@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: ISC
 /*
  * Small helpers shared by all of the library.
  */

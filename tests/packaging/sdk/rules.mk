@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 # A stand-in for the router's build system, as far as the recipe uses it: it prepares the source
 # and installs what $(WORK)/image holds.
 INCLUDE_DIR:=$(TOPDIR)/include

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: ISC
 define BuildPackage
 recipe:
 	$(if $(findstring +libubus,$(Package/$(1))),,$(error no dependency on libubus))
