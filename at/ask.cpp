@@ -3,7 +3,7 @@
 #include "at/ask.h"
 
 #include "at/sendat.h"
-#include "core/transition.h"
+#include "core/record/transition.h"
 
 int modem_ask(modem_state *pmod,
               modem_info *target,

@@ -2,7 +2,7 @@
 // The exchange on which script rows, indicators and slot detection stand.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // Sends `command`, expects OK within 15 s, and on any other result records in `target` (null:
 // nowhere) the transition from `prevstate` to "error", "no_answer" with the reason

@@ -8,8 +8,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "core/paths.h"
-#include "core/state.h"
+#include "core/record/paths.h"
+#include "core/record/state.h"
 
 namespace
 {

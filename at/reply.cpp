@@ -2,7 +2,7 @@
 // Classification of replies: final results as a table, first match wins.
 #include "at/reply.h"
 
-#include "core/cursor.h"
+#include "core/record/cursor.h"
 
 namespace
 {

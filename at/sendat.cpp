@@ -9,10 +9,10 @@
 
 #include "at/reply.h"
 #include "at/timer.h"
-#include "core/pause.h"
-#include "core/state.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/pause.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 
 namespace
 {

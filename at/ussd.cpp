@@ -9,10 +9,10 @@
 
 #include "at/sendat.h"
 #include "at/timer.h"
-#include "core/cursor.h"
-#include "core/state.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/cursor.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 #include "sms/text.h"
 
 namespace

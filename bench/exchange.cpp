@@ -12,7 +12,7 @@
 #include "at/port.h"
 #include "at/sendat.h"
 #include "bench/table.h"
-#include "core/state.h"
+#include "core/record/state.h"
 
 namespace
 {

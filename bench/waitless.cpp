@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <ctime>
 
-#include "core/flags.h"
-#include "core/pause.h"
+#include "core/record/flags.h"
+#include "core/record/pause.h"
 
 struct uloop_timeout;
 

@@ -3,8 +3,8 @@
 #include "bus/get.h"
 
 #include "bus/request.h"
-#include "core/paths.h"
-#include "core/pmod.h"
+#include "core/record/paths.h"
+#include "core/record/pmod.h"
 
 namespace
 {

@@ -9,11 +9,11 @@
 #include "at/sendat.h"
 #include "at/ussd.h"
 #include "bus/request.h"
-#include "core/command.h"
-#include "core/flags.h"
-#include "core/pmod.h"
-#include "core/text.h"
-#include "core/transition.h"
+#include "core/record/command.h"
+#include "core/record/flags.h"
+#include "core/record/pmod.h"
+#include "core/record/text.h"
+#include "core/record/transition.h"
 
 namespace
 {

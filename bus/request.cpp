@@ -4,7 +4,7 @@
 
 #include <cstdarg>
 
-#include "core/pmod.h"
+#include "core/record/pmod.h"
 
 namespace
 {

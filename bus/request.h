@@ -7,7 +7,7 @@
 
 #include <libubus.h>
 
-#include "core/text.h"
+#include "core/record/text.h"
 
 // One call as its handler sees it.
 struct modem_request {

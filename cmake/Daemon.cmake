@@ -17,15 +17,15 @@ add_library(daemon_objects OBJECT
     config/initsteps.cpp
     config/methods.cpp
     config/settings.cpp
-    core/command.cpp
-    core/cursor.cpp
-    core/modem.cpp
-    core/pause.cpp
-    core/pmod.cpp
-    core/thread.cpp
-    core/trace.cpp
-    core/transition.cpp
-    core/worker.cpp
+    core/life/modem.cpp
+    core/life/thread.cpp
+    core/life/worker.cpp
+    core/record/command.cpp
+    core/record/cursor.cpp
+    core/record/pause.cpp
+    core/record/pmod.cpp
+    core/record/trace.cpp
+    core/record/transition.cpp
     indicators/gpio.cpp
     indicators/leds.cpp
     indicators/slots.cpp
@@ -45,7 +45,7 @@ add_library(daemon_objects OBJECT
     sms/submit.cpp
     sms/text.cpp
 )
-add_library(daemon_main OBJECT core/main.cpp)
+add_library(daemon_main OBJECT core/life/main.cpp)
 
 foreach(objects IN ITEMS daemon_objects daemon_main)
     target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR})

@@ -10,11 +10,11 @@
 #include "at/sendat.h"
 #include "config/initsteps.h"
 #include "config/settings.h"
-#include "core/cursor.h"
-#include "core/flags.h"
-#include "core/pause.h"
-#include "core/text.h"
-#include "core/transition.h"
+#include "core/record/cursor.h"
+#include "core/record/flags.h"
+#include "core/record/pause.h"
+#include "core/record/text.h"
+#include "core/record/transition.h"
 
 namespace
 {

@@ -6,11 +6,11 @@
 
 #include "at/ask.h"
 #include "at/sendat.h"
-#include "core/cursor.h"
-#include "core/flags.h"
-#include "core/pause.h"
-#include "core/text.h"
-#include "core/transition.h"
+#include "core/record/cursor.h"
+#include "core/record/flags.h"
+#include "core/record/pause.h"
+#include "core/record/text.h"
+#include "core/record/transition.h"
 #include "indicators/leds.h"
 #include "indicators/slots.h"
 

@@ -10,11 +10,11 @@
 
 #include "bus/request.h"
 #include "config/settings.h"
-#include "core/command.h"
-#include "core/flags.h"
-#include "core/pmod.h"
-#include "core/text.h"
-#include "core/transition.h"
+#include "core/record/command.h"
+#include "core/record/flags.h"
+#include "core/record/pmod.h"
+#include "core/record/text.h"
+#include "core/record/transition.h"
 #include "monitor/defaults.h"
 #include "monitor/link.h"
 

@@ -6,8 +6,8 @@
 
 #include <uci.h>
 
-#include "core/state.h"
-#include "core/text.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
 #include "monitor/defaults.h"
 
 // FLAG(settings.modem.rs485.enabled): from a status block to a presence flag.

@@ -7,7 +7,7 @@
 #include <span>
 #include <string_view>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 struct modem_state;
 struct uci_context;

@@ -3,7 +3,7 @@
 #include "indicators/gpio.h"
 
 #include "at/sendat.h"
-#include "core/text.h"
+#include "core/record/text.h"
 
 namespace
 {

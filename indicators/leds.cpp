@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "core/text.h"
+#include "core/record/text.h"
 #include "indicators/gpio.h"
 
 namespace

@@ -6,7 +6,7 @@
 // target. They run on the thread that owns the AT port and the target.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 int modem_setoutslotleds(modem_state *pmod, modem_info *target, const char *prevstate);
 // `pattern`: four '0' or '1': slot 1 red, green, slot 2 red, green.

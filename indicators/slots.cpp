@@ -4,8 +4,8 @@
 
 #include "at/ask.h"
 #include "at/sendat.h"
-#include "core/cursor.h"
-#include "core/text.h"
+#include "core/record/cursor.h"
+#include "core/record/text.h"
 
 namespace
 {

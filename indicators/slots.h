@@ -2,7 +2,7 @@
 // SIM-slot detection through the modem's analogue input.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // Reads the input and writes both slot words into `target`. The slot mask: 0 no card, 1 slot 1
 // only, 2 slot 2 only, 3 both; -1 when the modem did not answer, recorded in `target` with the

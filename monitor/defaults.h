@@ -4,7 +4,7 @@
 // Each writes into the copy it is given, on the thread that owns that copy, and returns 0.
 #pragma once
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 int modem_setgnssdefaults(modem_status &status);
 int modem_setnetworkdefaults(modem_status &status);

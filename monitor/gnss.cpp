@@ -7,8 +7,8 @@
 #include <iterator>
 #include <span>
 
-#include "core/cursor.h"
-#include "core/text.h"
+#include "core/record/cursor.h"
+#include "core/record/text.h"
 #include "monitor/defaults.h"
 
 namespace

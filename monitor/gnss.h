@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 // 1: a fix, with two or more satellites in use, its fields are written; 0: none, the GNSS defaults
 // are written. Missing fields keep their start values, long ones are cut. On the thread that owns

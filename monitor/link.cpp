@@ -13,10 +13,10 @@
 
 #include <libubus.h>
 
-#include "core/flags.h"
-#include "core/paths.h"
-#include "core/state.h"
-#include "core/text.h"
+#include "core/record/flags.h"
+#include "core/record/paths.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
 #include "monitor/route.h"
 
 namespace

@@ -6,9 +6,9 @@
 
 #include <libubus.h>
 
-#include "core/flags.h"
-#include "core/pmod.h"
-#include "core/text.h"
+#include "core/record/flags.h"
+#include "core/record/pmod.h"
+#include "core/record/text.h"
 #include "monitor/steps.h"
 
 namespace

@@ -8,8 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "core/cursor.h"
-#include "core/paths.h"
+#include "core/record/cursor.h"
+#include "core/record/paths.h"
 
 namespace
 {

@@ -6,8 +6,8 @@
 #include <iterator>
 #include <span>
 
-#include "core/cursor.h"
-#include "core/text.h"
+#include "core/record/cursor.h"
+#include "core/record/text.h"
 
 namespace
 {

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 // What a reply does not tell has the values shown here; clients see them as the defaults.
 struct modem_signal {

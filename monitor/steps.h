@@ -2,7 +2,7 @@
 // The steps of a poll pass. Event loop, published copy; each blocks for its AT exchanges.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // What lives for one pass.
 struct modem_pass {

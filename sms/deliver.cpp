@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/cursor.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/cursor.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 #include "sms/text.h"
 
 namespace

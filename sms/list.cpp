@@ -8,9 +8,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "core/paths.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/paths.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 
 namespace
 {

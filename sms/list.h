@@ -4,7 +4,7 @@
 // Event loop. A save blocks until the file has reached the flash.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // Stores a message at the next ring position, which wraps to 1, makes it the most recent one and
 // saves. The position; a failed save is only traced.

@@ -2,8 +2,8 @@
 // Assembly slots of long messages.
 #include "sms/parts.h"
 
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 
 static_assert(sizeof(sms_entry::text) ==
               modem_smspartsmax * (sizeof(longsms_entry::parts[0]) - 1) + 1);

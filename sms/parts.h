@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // Finds the entry of a reference, or chooses the one to use: the last free one, else the first,
 // whatever it held. 1: found, 0: chosen, -1: `entry` is null. (0, 0) finds the first free entry.

@@ -3,8 +3,8 @@
 #include "sms/receive.h"
 
 #include "at/sendat.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 #include "sms/deliver.h"
 #include "sms/list.h"
 #include "sms/parts.h"

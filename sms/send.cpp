@@ -3,9 +3,9 @@
 #include "sms/send.h"
 
 #include "at/sendat.h"
-#include "core/state.h"
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 #include "sms/submit.h"
 
 namespace

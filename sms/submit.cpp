@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
-#include "core/text.h"
-#include "core/trace.h"
+#include "core/record/text.h"
+#include "core/record/trace.h"
 #include "sms/text.h"
 
 namespace

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/trace.h"
+#include "core/record/trace.h"
 
 namespace
 {

@@ -6,7 +6,7 @@ endif()
 
 add_executable(daemon_tests
     config/init_test.cpp
-    core/worker_test.cpp
+    core/life/worker_test.cpp
 )
 target_link_libraries(daemon_tests PRIVATE daemon_objects test_support Threads::Threads)
 gtest_discover_tests(daemon_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
@@ -15,7 +15,7 @@ gtest_discover_tests(daemon_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
 add_executable(kelvantorium_fast
     fast/clock.cpp
     $<TARGET_OBJECTS:daemon_main>
-    $<FILTER:$<TARGET_OBJECTS:daemon_objects>,EXCLUDE,core/pause|at/timer>
+    $<FILTER:$<TARGET_OBJECTS:daemon_objects>,EXCLUDE,core/record/pause|at/timer>
 )
 target_include_directories(kelvantorium_fast PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(kelvantorium_fast PRIVATE

@@ -11,7 +11,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "core/paths.h"
+#include "core/record/paths.h"
 
 namespace simulator
 {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "core/paths.h"
+#include "core/record/paths.h"
 #include "simulator/modem/control.h"
 #include "simulator/modem/device.h"
 

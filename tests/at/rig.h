@@ -9,7 +9,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 struct rig {
     std::unique_ptr<modem_state> state = std::make_unique<modem_state>();

@@ -10,9 +10,9 @@
 #include <sys/timerfd.h>
 
 #include "at/timer.h"
-#include "core/flags.h"
-#include "core/pause.h"
-#include "core/trace.h"
+#include "core/record/flags.h"
+#include "core/record/pause.h"
+#include "core/record/trace.h"
 
 struct uloop_timeout;
 

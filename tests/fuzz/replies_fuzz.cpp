@@ -3,7 +3,7 @@
 #include <cstring>
 #include <sys/mman.h>
 
-#include "core/status.h"
+#include "core/record/status.h"
 #include "fuzz/mutate.h"
 #include "monitor/defaults.h"
 #include "monitor/gnss.h"

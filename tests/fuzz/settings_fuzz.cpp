@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "config/settings.h"
-#include "core/state.h"
+#include "core/record/state.h"
 #include "fuzz/folder.h"
 #include "fuzz/mutate.h"
 

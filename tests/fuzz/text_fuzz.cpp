@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/text.h"
+#include "core/record/text.h"
 #include "fuzz/mutate.h"
 #include "sms/submit.h"
 #include "sms/text.h"

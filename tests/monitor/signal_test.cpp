@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/text.h"
+#include "core/record/text.h"
 
 namespace
 {

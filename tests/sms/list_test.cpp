@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/text.h"
+#include "core/record/text.h"
 #include "simulator/router/process.h"
 #include "tests/support/scratch.h"
 

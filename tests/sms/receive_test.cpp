@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/text.h"
+#include "core/record/text.h"
 #include "sms/list.h"
 #include "sms/send.h"
 #include "tests/at/rig.h"

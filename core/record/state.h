@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: ISC
 // The daemon's one record. Allocated zero-filled at start-up, reached through `pmod`, freed last.
 //
-// Two threads share it without a lock. Ownership moves with the control words (core/flags.h) and
-// the command pipe (core/command.h), always in the order data, flag, command.
+// Two threads share it without a lock. Ownership moves with the control words (core/record/flags.h)
+// and the command pipe (core/record/command.h), always in the order data, flag, command.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include <pthread.h>
 #include <termios.h>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 struct ubus_context;
 
@@ -46,7 +46,7 @@ struct modem_state {
     modem_status published;  // event loop; all that clients see
     modem_status working;    // worker; the event loop only where a hand-over follows
 
-    // Control words, 0 or 1, touched through core/flags.h only.
+    // Control words, 0 or 1, touched through core/record/flags.h only.
     std::uint32_t isinitpending;   // an initialisation is ordered and not finished
     std::uint32_t isstatuscopied;  // the working copy has been published since
     std::uint32_t isussdready;     // a USSD outcome waits in the working copy

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 // Cuts `text` at a NUL and at the field's capacity minus one, and terminates it. `text` may be part
 // of the field itself.

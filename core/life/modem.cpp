@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 // Start-up, event loop and shutdown, in their fixed order.
-#include "core/modem.h"
+#include "core/life/modem.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -17,15 +17,15 @@
 #include "bus/object.h"
 #include "bus/request.h"
 #include "config/settings.h"
-#include "core/command.h"
-#include "core/flags.h"
-#include "core/paths.h"
-#include "core/pause.h"
-#include "core/pmod.h"
-#include "core/text.h"
-#include "core/thread.h"
-#include "core/transition.h"
-#include "core/worker.h"
+#include "core/life/thread.h"
+#include "core/life/worker.h"
+#include "core/record/command.h"
+#include "core/record/flags.h"
+#include "core/record/paths.h"
+#include "core/record/pause.h"
+#include "core/record/pmod.h"
+#include "core/record/text.h"
+#include "core/record/transition.h"
 #include "indicators/leds.h"
 #include "monitor/link.h"
 #include "monitor/poll.h"

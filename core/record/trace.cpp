@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 // Traces on standard output, one write each, without stdio: no heap, no stall.
-#include "core/trace.h"
+#include "core/record/trace.h"
 
 #include <cstdarg>
 #include <cstdio>

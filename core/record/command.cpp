@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: ISC
 // Writing to the command pipe.
-#include "core/command.h"
+#include "core/record/command.h"
 
 #include <cerrno>
 #include <unistd.h>
 
-#include "core/flags.h"
-#include "core/state.h"
+#include "core/record/flags.h"
+#include "core/record/state.h"
 
 int modem_sendcommand(modem_state *pmod, modem_command command)
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: ISC
 // The one global of the record.
-#include "core/pmod.h"
+#include "core/record/pmod.h"
 
 modem_state *pmod;

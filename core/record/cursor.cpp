@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 // Cursors over reply text and octets.
-#include "core/cursor.h"
+#include "core/record/cursor.h"
 
 #include <cstdlib>
 #include <cstring>

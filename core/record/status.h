@@ -2,8 +2,8 @@
 // The status block: what the daemon knows, in the very paths under which clients see it.
 //
 // Every text is a NUL-terminated field of fixed capacity (the NUL included), so blocks have no
-// padding and are copied whole. Two copies exist (core/state.h): the worker owns the working one,
-// the event loop the published one.
+// padding and are copied whole. Two copies exist (core/record/state.h): the worker owns the working
+// one, the event loop the published one.
 #pragma once
 
 #include <cstdint>

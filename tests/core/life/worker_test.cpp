@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 // The worker and its pipe.
-#include "core/worker.h"
+#include "core/life/worker.h"
 
 #include <pthread.h>
 #include <syslog.h>
@@ -8,10 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include "core/command.h"
-#include "core/flags.h"
-#include "core/state.h"
-#include "core/thread.h"
+#include "core/life/thread.h"
+#include "core/record/command.h"
+#include "core/record/flags.h"
+#include "core/record/state.h"
 #include "tests/support/router.h"
 
 // There is no modem: every initialisation ends at its ports.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: ISC
 // Thread attributes and priorities.
-#include "core/thread.h"
+#include "core/life/thread.h"
 
 #include <sched.h>
 
-#include "core/trace.h"
+#include "core/record/trace.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 
 #include <syslog.h>
 
-#include "core/status.h"
+#include "core/record/status.h"
 
 struct modem_transition {
     const char *prevstate;  // may be the target's own state field

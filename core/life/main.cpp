@@ -4,7 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "core/modem.h"
+#include "core/life/modem.h"
 
 namespace
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 // The worker's loop over the command pipe.
-#include "core/worker.h"
+#include "core/life/worker.h"
 
 #include <cerrno>
 #include <cstring>
@@ -11,11 +11,11 @@
 #include "at/port.h"
 #include "at/ussd.h"
 #include "config/init.h"
-#include "core/command.h"
-#include "core/flags.h"
-#include "core/pause.h"
-#include "core/state.h"
-#include "core/text.h"
+#include "core/record/command.h"
+#include "core/record/flags.h"
+#include "core/record/pause.h"
+#include "core/record/state.h"
+#include "core/record/text.h"
 
 namespace
 {

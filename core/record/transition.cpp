@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: ISC
 // State transitions: four words into one copy of the status, and the log line made of them.
-#include "core/transition.h"
+#include "core/record/transition.h"
 
 #include <cstdarg>
 
-#include "core/text.h"
+#include "core/record/text.h"
 
 void modem_settransition(modem_info *target, const modem_transition &to, const char *reason, ...)
 {

@@ -3,7 +3,7 @@
 // handlers and the poll callback.
 #pragma once
 
-#include "core/state.h"
+#include "core/record/state.h"
 
 // Null before the allocation and after a failed start; stale after the end.
 extern modem_state *pmod;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: ISC
 // Waits of the calling thread.
-#include "core/pause.h"
+#include "core/record/pause.h"
 
 #include <cerrno>
 #include <ctime>
 
-#include "core/flags.h"
+#include "core/record/flags.h"
 
 void modem_pause(unsigned ms)
 {
