@@ -25,7 +25,7 @@ struct modem_leaf {
     }
 
 constexpr char recvmax[] = "32";
-static_assert(modem_smslistmax == 32);
+static_assert(modem_smslistmax == 32, "info.sms.recv_max tells the size of the list");
 
 // In the order of the reply.
 constexpr modem_leaf report[] = {
@@ -104,7 +104,7 @@ constexpr bool modem_fitdepth()
     return true;
 }
 
-static_assert(modem_fitdepth());
+static_assert(modem_fitdepth(), "no report path is deeper than the tables kept open");
 
 // How much of the two paths, up to and including a dot, is the same: the tables that stay open.
 std::size_t modem_commonprefix(std::string_view before, std::string_view path)

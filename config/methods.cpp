@@ -25,7 +25,7 @@ using modem_clientname = char[16];
 
 // `set` has the client first, then one argument per option, in the options' order.
 constexpr unsigned argumentcount = std::size(modem_setpolicy);
-static_assert(argumentcount == 1 + modem_optioncount);
+static_assert(argumentcount == 1 + modem_optioncount, "`set` has one argument per option");
 
 bool modem_isanygiven(blob_attr *const (&arguments)[argumentcount])
 {

@@ -58,7 +58,7 @@ constexpr bool modem_fitfields()
     return true;
 }
 
-static_assert(modem_fitfields());
+static_assert(modem_fitfields(), "every default and every word fits its field");
 
 constexpr unsigned keymax = 64;  // "kelvantorium.network.iptype" and the like
 

@@ -26,7 +26,7 @@ constexpr bool modem_isdescending()
     return adcbands[std::size(adcbands) - 1].least == 0;
 }
 
-static_assert(modem_isdescending());
+static_assert(modem_isdescending(), "bands descend to 0");
 
 constexpr char inserted[] = "inserted";
 constexpr char empty[] = "empty";

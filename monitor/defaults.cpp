@@ -61,7 +61,7 @@ constexpr bool modem_dodefaultsfit()
     }
     return true;
 }
-static_assert(modem_dodefaultsfit());
+static_assert(modem_dodefaultsfit(), "every default word fits its field");
 
 void modem_writedefaults(modem_status &status, modem_group group)
 {

@@ -84,7 +84,7 @@ constexpr bool modem_dotechnologiesascend()
     }
     return true;
 }
-static_assert(modem_dotechnologiesascend());
+static_assert(modem_dotechnologiesascend(), "fields and bounds ascend");
 
 std::string_view modem_readtechnology(std::string_view reply)
 {

@@ -35,7 +35,8 @@ constexpr modem_octetrule octetrules[] = {
 constexpr std::string_view headertypes = "\x40\x44\x60\x64"sv;  // PDU types with a header
 constexpr std::uint8_t alphanumeric = 0xD0;
 
-static_assert(octetrules[3].position < headsize && headsize < shortestpdu);
+static_assert(octetrules[3].position < headsize, "all fixed octets stand in the head");
+static_assert(headsize < shortestpdu, "every PDU that is looked at has a head");
 
 // The two forms of the concatenation header (TS 23.040 9.2.3.24.1 and .8).
 struct modem_headerform {
@@ -225,7 +226,7 @@ constexpr modem_coding codings[] = {
     {"\x00\x10"sv, "7-bit", 160, modem_decode7bit},
 };
 
-static_assert(codings[2].limit < sizeof(modem_deliver::text));
+static_assert(codings[2].limit < sizeof(modem_deliver::text), "the longest part fits its text");
 
 bool modem_decodetext(const modem_pdu &pdu, std::uint8_t dcs, modem_deliver &message)
 {

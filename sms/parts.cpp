@@ -6,7 +6,8 @@
 #include "core/record/trace.h"
 
 static_assert(sizeof(sms_entry::text) ==
-              modem_smspartsmax * (sizeof(longsms_entry::parts[0]) - 1) + 1);
+                  modem_smspartsmax * (sizeof(longsms_entry::parts[0]) - 1) + 1,
+              "a text holds all parts of a long message");
 
 int modem_isfindsms(modem_state *pmod, const std::uint8_t (&randref)[2], longsms_entry **entry)
 {

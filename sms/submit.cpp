@@ -22,7 +22,8 @@ constexpr unsigned addresshead = 4;  // characters before the digits of an addre
 constexpr unsigned ucs2max = 80 * 4 + 1;
 
 static_assert(sizeof(pduhead) + modem_addressmax + sizeof(pduprotocol) + 2 + ucs2max <=
-              modem_pdumax);
+                  modem_pdumax,
+              "the longest message fits the PDU");
 
 bool modem_isdigit(char c)
 {

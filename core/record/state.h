@@ -39,8 +39,9 @@ struct longsms_entry {
     char parts[modem_smspartsmax][161];
 };
 
-static_assert(sizeof(sms_entry) == 997 && sizeof(sms_list) == 4 + 32 * 997);
-static_assert(sizeof(longsms_entry) == 992);
+static_assert(sizeof(sms_entry) == 997, "an entry of the list file has 997 octets");
+static_assert(sizeof(sms_list) == 4 + 32 * 997, "the list file has 31908 octets, unpadded");
+static_assert(sizeof(longsms_entry) == 992, "a waiting long message has 992 octets, unpadded");
 
 struct modem_state {
     modem_status published;  // event loop; all that clients see

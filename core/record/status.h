@@ -95,9 +95,10 @@ struct modem_status {
 };
 
 // Copied as blocks; the USSD group also on its own.
-static_assert(sizeof(modem_settings) == 116 && sizeof(modem_info) == 1098);
-static_assert(sizeof(modem_status) == 116 + 1098);
-static_assert(sizeof(modem_info::ussd) == 121);
+static_assert(sizeof(modem_settings) == 116, "the settings block has 116 octets");
+static_assert(sizeof(modem_info) == 1098, "the info block has 1098 octets");
+static_assert(sizeof(modem_status) == 116 + 1098, "the status is its two blocks, unpadded");
+static_assert(sizeof(modem_info::ussd) == 121, "the USSD group has 121 octets");
 
 // A text field of a block as tables name it; made from an array only, so that the capacity is
 // right.
