@@ -39,6 +39,7 @@ add_library(daemon_objects OBJECT
     sms/deliver.cpp
     sms/list.cpp
     sms/methods.cpp
+    sms/listfile.cpp
     sms/parts.cpp
     sms/receive.cpp
     sms/send.cpp

@@ -1,84 +1,49 @@
 // SPDX-License-Identifier: ISC
-// The received-message ring and its file.
+// The received-message ring.
 #include "sms/list.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
+#include <iterator>
+#include <syslog.h>
 
 #include "core/record/paths.h"
 #include "core/record/text.h"
 #include "core/record/trace.h"
+#include "sms/listfile.h"
 
 namespace
 {
 
-constexpr mode_t listmode = 0666;  // less the umask, as any file of the daemon
+// Which failures of a save are in the log already, by errno; a save that succeeds forgets them.
+bool loggedfailures[256];
 
-// Writes, syncs and closes; the descriptor is closed in any case.
-bool modem_writeimage(int fd, const sms_list &list)
+// Once per kind: a full flash would otherwise add a line for every message.
+void modem_logfailure(int error)
 {
-    const ssize_t written = write(fd, &list, sizeof(list));
-    if (written >= 0 && written != static_cast<ssize_t>(sizeof(list))) errno = ENOSPC;
-    const bool done = written == static_cast<ssize_t>(sizeof(list)) && fsync(fd) == 0;
-    const int error = errno;
-    const bool closed = close(fd) == 0;
-    if (!done) errno = error;
-    return done && closed;
-}
-
-void modem_repairlist(sms_list &list)
-{
-    constexpr std::int32_t last = modem_smslistmax;
-    if (list.numsms < 0 || list.numsms > last) list.numsms = 0;
-    for (sms_entry &entry : list.entries) {
-        entry.phone[sizeof(entry.phone) - 1] = '\0';
-        entry.timestamp[sizeof(entry.timestamp) - 1] = '\0';
-        entry.text[sizeof(entry.text) - 1] = '\0';
-    }
+    bool &islogged = loggedfailures[static_cast<unsigned>(error) % std::size(loggedfailures)];
+    if (islogged) return;
+    islogged = true;
+    syslog(LOG_ERR, "modem_savelistsms: list not saved: %s", std::strerror(error));
 }
 
 }  // namespace
 
-int modem_writelist(const sms_list &list, const char *path)
-{
-    char temporary[128];
-    modem_settext(temporary, "%s.new", path);
-    const int fd = open(temporary, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, listmode);
-    if (fd == -1) return -1;
-    if (!modem_writeimage(fd, list) || rename(temporary, path) != 0) {
-        const int error = errno;
-        (void)unlink(temporary);  // the cause of the failure matters more
-        errno = error;
-        return -1;
-    }
-    sync();
-    return 0;
-}
-
-int modem_readlist(sms_list &list, const char *path)
-{
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
-    if (fd == -1) return -1;
-    const ssize_t nbytes = read(fd, &list, sizeof(list));
-    const int error = errno;
-    (void)close(fd);  // only read
-    modem_repairlist(list);
-    errno = error;
-    return nbytes < 0 ? -1 : 0;
-}
-
 int modem_savelistsms(modem_state *pmod)
 {
-    if (modem_writelist(pmod->sms_list, modem_smsfilepath) == 0) return 0;
-    modem_trace("modem_savelistsms: fopen() done error=%s\n", std::strerror(errno));  // sic
+    if (modem_writelist(pmod->sms_list, modem_smsfilepath) == 0) {
+        std::memset(loggedfailures, 0, sizeof(loggedfailures));
+        return 0;
+    }
+    const int error = errno;
+    modem_trace("modem_savelistsms: fopen() done error=%s\n", std::strerror(error));  // sic
+    modem_logfailure(error);
     return -1;
 }
 
 int modem_loadlistsms(modem_state *pmod)
 {
+    modem_removeleftover(modem_smsfilepath);
     if (modem_readlist(pmod->sms_list, modem_smsfilepath) != 0) {
         modem_trace("modem_loadlistsms: fopen() done error=%s\n", std::strerror(errno));  // sic
         return -1;
@@ -103,6 +68,6 @@ int modem_appendsms(modem_state *pmod, const char *phone, const char *timestamp,
     modem_copytext(entry.timestamp, timestamp);
     modem_copytext(entry.text, text);
     list.numsms = position;
-    (void)modem_savelistsms(pmod);  // traced; the next save writes this message too
+    (void)modem_savelistsms(pmod);  // told; the next save writes this message too
     return position;
 }
