@@ -18,7 +18,6 @@
 namespace
 {
 
-using modem_clientname = char[16];
 using modem_ussdgroup = decltype(modem_info::ussd);
 
 int modem_replyanswer(const modem_request &request)
@@ -101,7 +100,7 @@ int modem_atsend(
     char command[81];
     if (modem_refuseempty(request, "cmd", arguments[1], command)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (result == 0 || result == 2) return modem_replyanswer(request);
     modem_info &info = pmod->published.info;
@@ -122,6 +121,9 @@ int modem_ussdsend(
     char code[32];
     if (modem_refuseempty(request, "cmd", arguments[1], code)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
+    // Whoever may send codes may not send commands: a quote and a line end would begin one.
+    if (!modem_isquotable(code))
+        return modem_replyresult(request, "error: cmd unsupported value: %s", code);
     return modem_startussd(request, client, code);
 }

@@ -116,3 +116,12 @@ bool modem_refuseempty(const modem_request &request,
     modem_replyresult(request, "error: %s is empty", name);
     return true;
 }
+
+bool modem_refuseclient(const modem_request &request,
+                        const blob_attr *argument,
+                        modem_clientname &client)
+{
+    if (modem_refuseempty(request, "client", argument, client)) return true;
+    modem_maskcontrols(client);
+    return false;
+}

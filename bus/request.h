@@ -53,6 +53,9 @@ bool modem_refusemissing(const modem_request &request,
     return modem_refusemissing(request, policy, N, arguments, msg);
 }
 
+// The caller's name as log lines and reasons show it.
+using modem_clientname = char[16];
+
 // The published state is "init".
 bool modem_refuseinit(const modem_request &request);
 // The published state is not "op", or the network is "disconnected".
@@ -62,3 +65,7 @@ bool modem_refuseempty(const modem_request &request,
                        const char *name,
                        const blob_attr *argument,
                        modem_field field);
+// The same for the argument `client`; control characters of the name become '?'.
+bool modem_refuseclient(const modem_request &request,
+                        const blob_attr *argument,
+                        modem_clientname &client);

@@ -21,8 +21,6 @@
 namespace
 {
 
-using modem_clientname = char[16];
-
 // `set` has the client first, then one argument per option, in the options' order.
 constexpr unsigned argumentcount = std::size(modem_setpolicy);
 static_assert(argumentcount == 1 + modem_optioncount, "`set` has one argument per option");
@@ -133,7 +131,7 @@ int modem_set(
     if (modem_refusevalues(request, arguments, values)) return 0;
     if (modem_refuseinit(request)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
     uci_context *context = uci_alloc_context();
     if (context == nullptr) {
         (void)modem_failcall(request, client, method, "uci_alloc_context()", nullptr);
@@ -152,6 +150,6 @@ int modem_reinit(
     if (modem_refusemissing(request, modem_reinitpolicy, arguments, msg)) return 0;
     if (modem_refuseinit(request)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
     return modem_orderinit(request, client, method);
 }

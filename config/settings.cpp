@@ -115,7 +115,7 @@ void modem_setdefaultsettings(modem_status &status)
 
 bool modem_isaccepted(const modem_option &option, std::string_view text)
 {
-    if (option.words[0] == nullptr) return true;
+    if (option.words[0] == nullptr) return modem_isquotable(text);
     for (const char *word : option.words) {
         if (word != nullptr && text == word) return true;
     }

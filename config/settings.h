@@ -19,7 +19,7 @@ struct modem_option {
     const char *name;
     const char *argument;                     // of the method `set`
     const char *fallback;                     // the default word
-    const char *words[modem_optionwordsmax];  // accepted texts; none: any text
+    const char *words[modem_optionwordsmax];  // accepted texts; none: what can be quoted
     modem_field (*field)(modem_status &);
     // Presence flag that the option raises and that gates its writing; null: none.
     std::uint8_t *(*flag)(modem_status &) = nullptr;
@@ -30,7 +30,8 @@ struct modem_option {
 constexpr unsigned modem_optioncount = 8;
 extern const modem_option modem_options[modem_optioncount];
 
-// Whether the option takes this text.
+// Whether the option takes this text: one of its words or, where it has none, any text that can
+// stand in a quoted AT argument.
 bool modem_isaccepted(const modem_option &option, std::string_view text);
 
 // Loads the package into the working copy: defaults for settings and info fields first, then what

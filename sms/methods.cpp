@@ -18,8 +18,6 @@
 namespace
 {
 
-using modem_clientname = char[16];
-
 // A number as "%u" reads it; 0 for text that is none.
 std::uint32_t modem_readcount(const char *text)
 {
@@ -94,7 +92,7 @@ int modem_smsclear(
     blob_attr *arguments[std::size(modem_smsclearpolicy)];
     if (modem_refusemissing(request, modem_smsclearpolicy, arguments, msg)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
     pmod->sms_list.numsms = 0;
     (void)modem_savelistsms(pmod);  // traced; the next save makes up for it
     // Before the next whole copy the working counter is as good as published: it must not return.
@@ -115,6 +113,7 @@ int modem_smssend(
     if (modem_refuseempty(request, "text", arguments[2], pmod->sms_text)) return 0;
     if (modem_refuseempty(request, "number", arguments[1], pmod->sms_number)) return 0;
     modem_clientname client;
-    if (modem_refuseempty(request, "client", arguments[0], client)) return 0;
+    if (modem_refuseclient(request, arguments[0], client)) return 0;
+    modem_maskcontrols(pmod->sms_number);  // it is logged; only its digits are sent
     return modem_sendall(request, client);
 }

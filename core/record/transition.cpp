@@ -14,6 +14,7 @@ void modem_settransition(modem_info *target, const modem_transition &to, const c
     va_start(arguments, reason);
     (void)std::vsnprintf(text, sizeof(text), reason, arguments);
     va_end(arguments);
+    modem_maskcontrols(text);
     auto &words = target->kelvantorium;
     modem_copytext(words.prevstate, to.prevstate);
     modem_copytext(words.state, to.state);

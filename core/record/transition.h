@@ -15,7 +15,8 @@ struct modem_transition {
 };
 
 // Writes prevstate, state, error and reason into `target`, in this order, and logs
-// "prevstate->state: reason". A null target is a no-op. Runs on the thread that owns the target.
+// "prevstate->state: reason", control characters in the reason as '?'. A null target is a no-op.
+// Runs on the thread that owns the target.
 [[gnu::format(printf, 3, 4)]] void modem_settransition(modem_info *target,
                                                        const modem_transition &to,
                                                        const char *reason,

@@ -112,6 +112,9 @@ TEST(set, refusalsComeInOrderAndChangeNothing)
         rows.push_back(
             {{{"client", "test"}, {name, given}}, name + " unsupported value: " + shown});
     }
+    for (const char *apn : {"in\",\"\"ter", "in\rter", "in\x7Fter"})
+        rows.push_back({{{"client", "test"}, {"modem_network_apn", apn}},
+                        std::string("modem_network_apn unsupported value: ") + apn});
     running_router router;
     expect_refusals(router, rows);
 
@@ -147,7 +150,7 @@ TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
          {{"modem_slot", "21"}, {"modem_rs485_pull", "up"}, {"modem_gnss_power", "offline"},
           {"modem_gnss_mode", "43"}, {"modem_network_type", "autobahn"},
           {"modem_network_iptype", "ipv4v6x"}, {"modem_network_iparea", "privately"},
-          {"modem_network_apn", apn + "b"}}, all, 1, "network.apn", apn},
+          {"modem_network_apn", apn + "\""}}, all, 1, "network.apn", apn},
         {all, {{"modem_network_apn", ""}}, with(all, {apn, "dynamic"}), 1, "network.apn", "dynamic"},
         {sparse, {{"modem_gnss_power", "on"}, {"modem_gnss_mode", "1"}, {"modem_rs485_pull", "up"}},
          sparse, 0, "gnss.power", "off"},
@@ -228,6 +231,9 @@ TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
         {"mode alone", modeonly, modeonly, 0, "gnss.mode", "2", "0", "1"},
         {"list", listed, listed, 0, "network.type", "auto", "0", "0"},
         {"long name", longpackage, longpackage, 0, "network.apn", longapn.substr(20), "1", "1"},
+        {"quote in a name", with(written, {"dynamic", "in\",\"ter"}), written, 1, "network.apn", "dynamic", "1", "1"},
+        {"line end in a name", with(written, {"dynamic", "in\rter"}), written, 1, "network.apn", "dynamic", "1", "1"},
+        {"letters beyond ASCII", with(written, {"dynamic", "\xC0\xFF"}), with(written, {"dynamic", "\xC0\xFF"}), 0, "network.apn", "\xC0\xFF", "1", "1"},
         {"nothing", "", "", 0, "network.apn", "dynamic", "0", "0"},
         // clang-format on
     };

@@ -112,6 +112,40 @@ TEST(sending, isRefusedInOrder)
     expect_state("info.kelvantorium.state: error");
 }
 
+TEST(sending, controlCharactersStayOutOfCommandsAndLogLines)
+{
+    running_router router({.timeout = "3000"});
+    const std::string cut(31, '1');
+    for (const char *code : {"*1#\",15\rAT+CFUN=0\r", "1\n2", "1\x7F", "\t"})
+        EXPECT_EQ(send(router, code), std::string("error: cmd unsupported value: ") + code);
+    EXPECT_EQ(router.call("ussd_send", {{"client", ""}, {"cmd", "\""}})["result"],
+              "error: client is empty");
+    EXPECT_EQ(std::ranges::count(router.commands(), "AT+CFUN=0"), 1) << "the initialisation's";
+    EXPECT_EQ(send(router, cut + "\r"), "ok") << "the cap comes first";
+
+    arrange(router, {fault("AT+X", "silence", 1)});
+    const struct {
+        std::string method;
+        bus_arguments arguments;
+        std::string line;
+    } rows[] = {
+        {"sms_clear", {}, "info a?b?_client call sms_clear: done ok"},
+        {"sms_send",
+         {{"number", "7;\n8"}, {"text", "A"}},
+         "info a?b?_client call sms_send: \"7;?8\" done ok"},
+        {"at_send",
+         {{"cmd", "AT+X\rY"}},
+         "err op->error: a?b?_client call at_send: AT+X?Y: didn't get answer"},
+        {"reinit", {}, "info error->init: a?b?_client call reinit: done ok"},
+    };
+    for (const auto &row : rows) {
+        bus_arguments arguments = row.arguments;
+        arguments.emplace_back("client", "a\nb\x7F");
+        (void)router.call(row.method, arguments);
+        EXPECT_TRUE(router.logs(row.line)) << row.method;
+    }
+}
+
 TEST(sending, throughAnUnpluggedPortEndsInError)
 {
     const struct {
