@@ -18,6 +18,7 @@ add_library(daemon_objects OBJECT
     config/methods.cpp
     config/settings.cpp
     core/life/modem.cpp
+    core/life/signals.cpp
     core/life/thread.cpp
     core/life/worker.cpp
     core/record/command.cpp
@@ -38,8 +39,8 @@ add_library(daemon_objects OBJECT
     monitor/steps.cpp
     sms/deliver.cpp
     sms/list.cpp
-    sms/methods.cpp
     sms/listfile.cpp
+    sms/methods.cpp
     sms/parts.cpp
     sms/receive.cpp
     sms/send.cpp

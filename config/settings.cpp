@@ -142,6 +142,19 @@ int modem_read_settings(modem_state *pmod)
     return 0;
 }
 
+bool modem_istracewanted()
+{
+    uci_context *context = uci_alloc_context();
+    if (context == nullptr) return true;
+    modem_optionkey key = {};
+    modem_settext(key.text, "kelvantorium.service.trace");
+    const uci_option *found = modem_findoption(context, key);
+    const bool unwanted =
+        found != nullptr && found->type == UCI_TYPE_STRING && modem_isword(found->v.string, "0");
+    uci_free_context(context);
+    return !unwanted;
+}
+
 bool modem_setoption(uci_context *context, const modem_option &option, const char *text)
 {
     modem_optionkey key = {};

@@ -39,6 +39,10 @@ bool modem_isaccepted(const modem_option &option, std::string_view text);
 // 0, also without a package; -1 without a configuration context. Owner of the working copy.
 int modem_read_settings(modem_state *pmod);
 
+// Whether the traces are to be on from the start: not where the package holds "0" in
+// kelvantorium.service.trace. Reads only; the section is the service script's. Any thread.
+bool modem_istracewanted();
+
 // Sets one option in memory; failures leave the package as it is. True when it was set.
 bool modem_setoption(uci_context *context, const modem_option &option, const char *text);
 // Writes the package to its file. The results of both are of no concern to callers.

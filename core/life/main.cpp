@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "core/life/modem.h"
+#include "core/life/signals.h"
 
 namespace
 {
@@ -23,6 +24,7 @@ void modem_holdstandard()
 
 int main()
 {
+    modem_holdsignals();
     modem_holdstandard();
     openlog("kelvantorium", LOG_PID | LOG_CONS | LOG_NDELAY, LOG_USER);
     syslog(LOG_INFO, "main: start");

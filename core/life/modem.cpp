@@ -17,6 +17,7 @@
 #include "bus/object.h"
 #include "bus/request.h"
 #include "config/settings.h"
+#include "core/life/signals.h"
 #include "core/life/thread.h"
 #include "core/life/worker.h"
 #include "core/record/command.h"
@@ -25,6 +26,7 @@
 #include "core/record/pause.h"
 #include "core/record/pmod.h"
 #include "core/record/text.h"
+#include "core/record/trace.h"
 #include "core/record/transition.h"
 #include "indicators/leds.h"
 #include "monitor/link.h"
@@ -112,10 +114,14 @@ void modem_startworker()
     (void)common_setattr("modem", &attributes);
     (void)common_setpriority(pthread_self(), loopprio);
     modem_setflag(pmod->istaskalive, 1);
-    if (pthread_create(&pmod->taskid, &attributes.attr, modem_task, pmod) == 0) {
+    modem_blockstops();  // they are the event loop's
+    const int error = pthread_create(&pmod->taskid, &attributes.attr, modem_task, pmod);
+    modem_allowstops();
+    if (error == 0) {
         pmod->taskprio = workerprio;
         (void)common_setpriority(pmod->taskid, pmod->taskprio);
     } else {
+        syslog(LOG_EMERG, "modem: pthread_create() done error=%s", std::strerror(error));
         pmod->taskid = static_cast<pthread_t>(-1);
         modem_setflag(pmod->istaskalive, 0);
     }
@@ -137,6 +143,7 @@ void modem_shutdown()
     modem_ltedown(pmod);
     modem_setflag(pmod->isltedown, 1);
     ubus_free(pmod->ubusctx);
+    modem_unwatchtraceswitch();
     uloop_done();
     modem_awaitworker();
     (void)modem_applyledlevel(pmod, nullptr, 0, "init");
@@ -163,6 +170,7 @@ int modem()
         return -1;
     }
     (void)modem_preparereply();
+    modem_settracing(modem_istracewanted());
     modem_publishstart();
     modem_ltedown(pmod);
     modem_setflag(pmod->isltedown, 1);
@@ -173,8 +181,8 @@ int modem()
     (void)modem_addobject(pmod->ubusctx);
     polltimer.cb = modem_poll;
     (void)uloop_timeout_set(&polltimer, modem_pollinterval);
-    // The loop forgets a stop that came before it started; the daemon must not.
-    if (!uloop_cancelled) (void)uloop_run();
+    modem_watchtraceswitch();
+    modem_runloop();
     modem_shutdown();
     syslog(LOG_INFO, "modem done ok");
     return 0;

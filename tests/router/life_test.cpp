@@ -134,6 +134,69 @@ TEST(life, signalOfTheFirstMomentsIsNeverLost)
         stopat("info modem start", ms);
 }
 
+TEST(life, signalOfTheLastMomentBeforeTheLoopIsNotLost)
+{
+    virtual_router router({.daemon = fast, .start = false});
+    for (const int signal : {SIGTERM, SIGINT}) {
+        const router_mark since = router.mark();
+        setenv("FAST_RAISE", std::to_string(signal).c_str(), 1);
+        router.parts.launch(router_part::daemon);
+        EXPECT_EQ(process_endtext(router.waitdaemon()), "exit status 0");
+        EXPECT_TRUE(isendlogged(router, since));
+    }
+    setenv("FAST_RAISE", std::to_string(SIGUSR1).c_str(), 1);
+    router.startdaemon();
+    EXPECT_TRUE(router.logs("info modem_switchtraces: traces off"));
+    EXPECT_TRUE(router.becomes(statepath, "op"));
+    unsetenv("FAST_RAISE");
+}
+
+TEST(life, tracesAreSwitchedWithoutARestart)
+{
+    struct tracing_router : virtual_router {
+        using virtual_router::virtual_router;
+
+        // Whether anything is traced while ten more commands go to the modem.
+        bool traces()
+        {
+            const router_mark since = mark();
+            EXPECT_TRUE(wait_until([&] { return commands(since).size() >= 10; }));
+            return !out(since).empty();
+        }
+        void toggle(const std::string &word)
+        {
+            const router_mark since = mark();
+            kill(parts.pid(router_part::daemon), SIGUSR1);
+            EXPECT_TRUE(logs("info modem_switchtraces: traces " + word, since));
+            EXPECT_EQ(log(since).size(), 1U);
+        }
+    };
+    const std::string section = "\nconfig service 'service'\n\toption trace '";
+    const struct {
+        std::string config;
+        bool tracing;
+    } rows[] = {
+        {router_defaultconfig, true},
+        {router_defaultconfig + section + "0'\n", false},
+        {router_defaultconfig + section + "1'\n", true},
+        {router_defaultconfig + section + "off'\n", true},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.config);
+        tracing_router router({.config = row.config, .daemon = fast});
+        EXPECT_TRUE(router.becomes("info.network.state", "connected"));
+        EXPECT_EQ(router.traces(), row.tracing);
+        EXPECT_EQ(router.out().empty(), !row.tracing) << "from the first moment";
+        router.toggle(row.tracing ? "off" : "on");
+        EXPECT_EQ(router.traces(), !row.tracing);
+        router.toggle(row.tracing ? "on" : "off");
+        EXPECT_EQ(router.traces(), row.tracing);
+        EXPECT_EQ(router.status(statepath), "op");
+        EXPECT_EQ(read_file(router_configpath), row.config);
+        EXPECT_EQ(process_endtext(router.stopdaemon()), "exit status 0");
+    }
+}
+
 TEST(life, startWithoutBrokerFailsAndLeavesNothing)
 {
     virtual_router router({.broker = false});
