@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: ISC
 # Parsers fed with text: no modem, no bus, no file.
 add_executable(pure_tests
+    indicators/leds_test.cpp
+    monitor/defaults_test.cpp
     monitor/gnss_test.cpp
     monitor/route_test.cpp
     monitor/signal_test.cpp

@@ -57,7 +57,7 @@ TEST(link, everyLossIsOneDownAndEveryReturnOneUp)
 
 TEST(link, lostNetworkShowsDefaultsAndIsTakenDownOnce)
 {
-    running_router router({.timeout = "1500"});
+    running_router router;
     arrange(router, {{"radio", {{"registered", false}}}});
     EXPECT_TRUE(router.becomes("info.network.state", "disconnected"));
     EXPECT_EQ(router.steadypass(), lostpass + " AT+COPS=0,0");

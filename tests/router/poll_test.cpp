@@ -92,6 +92,24 @@ TEST(poll, passesHoldTheQueriesAndChangedLedsOnly)
     }
 }
 
+TEST(poll, initialisationForgetsWhatTheIndicatorsShow)
+{
+    running_router router;
+    const router_mark since = router.mark();
+    router.renew();
+    std::vector<std::string> sent = router.commands(since);
+    std::erase_if(sent, [](const auto &command) { return !command.starts_with("AT+CGSETV="); });
+    const std::vector<std::string> expected = {"AT+CGSETV=27,1",
+                                               nofixled,
+                                               "AT+CGSETV=28,0",
+                                               slots("0000"),
+                                               dark,
+                                               slots("0100"),
+                                               "AT+CGSETV=25,1",
+                                               setting({20, 12, 59, 48}, "1110")};
+    EXPECT_EQ(sent, expected);
+}
+
 TEST(poll, failuresAreRecordedWithTheFormerStateAndIdle)
 {
     const std::string slotled = "set led green red slot1 and slot2: " + slots("0110") + FAILS;
@@ -131,7 +149,7 @@ TEST(poll, failuresAreRecordedWithTheFormerStateAndIdle)
         {"nosim", "silence", "AT+CGSETV=25", {nofix}, unfixed},
         // clang-format on
     };
-    running_router router({.timeout = "1500"});
+    running_router router;
     for (const auto &row : failures) {
         SCOPED_TRACE(row.former + " " + row.command + " " + row.kind);
         router.renew();
@@ -175,7 +193,7 @@ TEST(poll, withoutAUsableCardSlotsAndGnssStayWatched)
          "1001"},
         // clang-format on
     };
-    running_router router({.timeout = "1500"});
+    running_router router;
     for (const auto &row : rows) {
         SCOPED_TRACE(row.error + " " + row.slot);
         router.renew(row.slot);

@@ -39,9 +39,21 @@ std::vector<std::string> passes(virtual_router &router, const router_mark &since
 
 }  // namespace
 
-condition fault(const char *command, const char *kind, int times, const std::string &text)
+condition fault(const std::string &command,
+                const std::string &kind,
+                int times,
+                const std::string &text)
 {
-    return {"fault", {{"command", command}, {"kind", kind}, {"times", times}, {"text", text}}};
+    return {"fault",
+            {{"command", command}, {"kind", kind}, {"times", times}, {"text", text}},
+            kind == "silence"};
+}
+
+condition held(const char *command)
+{
+    condition row = fault(command, "silence", 1);
+    row.isgivenup = false;
+    return row;
 }
 
 condition saying(const std::string &text, const char *port)
@@ -51,13 +63,20 @@ condition saying(const std::string &text, const char *port)
 
 void arrange(virtual_router &router, const std::vector<condition> &conditions)
 {
-    for (const condition &row : conditions)
+    for (const condition &row : conditions) {
+        if (row.isgivenup) expect_silence(std::get<std::string>(row.arguments[0].second));
         EXPECT_TRUE(router.modem(row.method, row.arguments).ok()) << row.method;
+    }
+}
+
+void expect_silence(const std::string &command)
+{
+    write_file("/run/silent", command);
 }
 
 std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments)
 {
-    arguments.emplace_back("client", "test");
+    arguments.emplace_back("client", "fifteen letters+");
     return router.call(method, arguments)["result"];
 }
 
@@ -67,7 +86,6 @@ running_router::running_router(const running_setup &setup)
                       .network = setup.network,
                       .start = false})
 {
-    putenvironment("FAST_TIMEOUT", setup.timeout);
     putenvironment("FAST_INTERVAL", setup.interval);
     arrange(*this, {{"radio", {{"delay", 0}}}, {"storage", {{"capacity", 2}}}});
     if (!startdaemon()) return;

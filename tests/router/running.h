@@ -10,7 +10,6 @@
 
 struct running_setup {
     std::string config = router_defaultconfig;
-    const char *timeout = nullptr;   // ms, of every exchange; null: the real one
     const char *interval = nullptr;  // ms between passes; null: 20
     bool network = true;             // there is a network service
     bool settled = true;             // wait for full passes
@@ -20,17 +19,26 @@ struct running_setup {
 struct condition {
     std::string method;
     bus_arguments arguments = {};
+    bool isgivenup = false;  // the daemon does not wait long for the command of a fault
 };
 
-// What becomes of the commands that begin with `command`; `times` 0: of all.
-condition fault(const char *command, const char *kind, int times = 0, const std::string &text = "");
-// The modem says it unasked, or late: the answer to a command whose fault is "silence".
+// What becomes of the commands that begin with `command`; `times` 0: of all. The first one with
+// the fault "silence" is soon given up.
+condition fault(const std::string &command,
+                const std::string &kind,
+                int times = 0,
+                const std::string &text = "");
+// A command that the modem keeps waiting; what it says unasked, or at last.
+condition held(const char *command);
 condition saying(const std::string &text, const char *port = "at");
+// The exchange with a command that begins so will be given up soon.
+void expect_silence(const std::string &command);
 
 void arrange(virtual_router &router, const std::vector<condition> &conditions);
-// The result of a call by the client "test".
+// The result of a call by a client whose name is one letter too long for the log.
 std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments = {});
 
+inline const std::string caller = "fifteen letters_client call ";
 inline constexpr char statepath[] = "info.kelvantorium.state";
 inline constexpr char errorpath[] = "info.kelvantorium.error";
 

@@ -61,7 +61,7 @@ const std::string sparse =
     "\nconfig modem 'modem'\n\toption slot '1'\n\nconfig rs485 'rs485'\n\nconfig gnss 'gnss'\n\n";
 
 // Initialisations stop at one command until `release`.
-const condition hold = fault("AT+CGMM", "silence", 1);
+const condition hold = held("AT+CGMM");
 const condition release = saying("\r\nM\r\n\r\nOK\r\n");
 
 struct refusal {
@@ -197,8 +197,7 @@ TEST(set, reinitIsTakenInEveryStateButInit)
     for (const std::string state : {"error", "nosim"}) {
         const router_mark since = router.mark();
         EXPECT_EQ(ask(router, "reinit"), "ok");
-        EXPECT_TRUE(
-            router.logs("info " + state + "->init: test_client call reinit: done ok", since));
+        EXPECT_TRUE(router.logs("info " + state + "->init: " + caller + "reinit: done ok", since));
         EXPECT_TRUE(router.becomes(statepath, "nosim"));
         EXPECT_EQ(router.status("info.kelvantorium.prevstate"), "init");
     }

@@ -200,9 +200,28 @@ TEST(messages, theRingServesItsTurnAndOutlivesARestart)
     EXPECT_EQ(resultof(router, "2"), "error: id: 2 > info.sms.recv_counter: 1");
 
     EXPECT_EQ(ask(router, "sms_clear"), "ok");
-    EXPECT_TRUE(router.logs("info test_client call sms_clear: done ok"));
+    EXPECT_TRUE(router.logs("info " + caller + "sms_clear: done ok"));
     EXPECT_EQ(resultof(router, "1"), "error: id: 1 > info.sms.recv_counter: 0");
     EXPECT_EQ(readlist().at(1).text, "message 2") << "not erased";
+    EXPECT_EQ(router.stopdaemon(), 0);
+    ASSERT_TRUE(router.startdaemon());
+    EXPECT_EQ(router.status("info.sms.recv_counter"), "0") << "after a restart, too";
+}
+
+TEST(messages, partsWaitForOneInitialisationAtMost)
+{
+    running_router router;
+    const std::vector<std::string> parts = simulator::splitpdus({}, "ab", {0x3A, false}, 1);
+    const auto deliver = [&](const std::string &pdu) {
+        const router_mark since = router.mark();
+        store(router, 1, pdu);
+        EXPECT_TRUE(router.receives("AT+CMGD=1", since) && router.settles());
+        return router.status("info.sms.recv_counter");
+    };
+    EXPECT_EQ(deliver(parts[0]), "0");
+    router.renew();
+    EXPECT_EQ(deliver(parts[1]), "0") << "the first one has been forgotten";
+    EXPECT_EQ(deliver(parts[0]), "1");
 }
 
 // Of an "A" to a number of one digit.
@@ -233,7 +252,7 @@ TEST(messages, everyNumberIsTriedAndTheModemGetsTheText)
         {"1;2", "A", {fault("0001", "silence", 1)}, {pduto('2')}, failed},
         // clang-format on
     };
-    running_router router({.timeout = "1500"});
+    running_router router;
     std::size_t sent = 0;
     for (const auto &row : rows) {
         SCOPED_TRACE(&row - rows);

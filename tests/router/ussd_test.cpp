@@ -54,22 +54,24 @@ TEST(ussd, requestRunsUntilItsAnswerIsPublished)
     }
     const std::string command = "AT+CUSD=1,\"" + code + "\",15";
     EXPECT_TRUE(router.receives(command, since));
-    EXPECT_TRUE(router.logs("info test_client call ussd_send: " + command + ": done ok"));
+    EXPECT_TRUE(router.logs("info " + caller + "ussd_send: " + command + ": done ok"));
     EXPECT_EQ(router.status(statepath), "op");
 }
 
 TEST(ussd, refusedAndSilentRequestsLeaveTheNextOneFree)
 {
-    running_router router({.timeout = "1500"});
+    running_router router;
     for (const char *kind : {"error", "silence"}) {
         arrange(router, {fault("AT+CUSD", kind, 1)});
         EXPECT_EQ(send(router, "1"), "error: got answer ERROR") << kind;
         EXPECT_EQ(router.status("info.ussd.state"), "stopped") << kind;
     }
+    expect_silence("+CUSD");
     EXPECT_EQ(send(router, "2"), "ok");
     EXPECT_EQ(answer(router), "response timeout expired");
     EXPECT_EQ(router.status(statepath), "op");
 
+    expect_silence("+CUSD");
     EXPECT_EQ(send(router, "3"), "ok");
     arrange(router, {{"unplug"}});
     EXPECT_TRUE(router.becomes(statepath, "error"));
@@ -114,7 +116,7 @@ TEST(sending, isRefusedInOrder)
 
 TEST(sending, controlCharactersStayOutOfCommandsAndLogLines)
 {
-    running_router router({.timeout = "3000"});
+    running_router router;
     const std::string cut(31, '1');
     for (const char *code : {"*1#\",15\rAT+CFUN=0\r", "1\n2", "1\x7F", "\t"})
         EXPECT_EQ(send(router, code), std::string("error: cmd unsupported value: ") + code);
@@ -156,7 +158,7 @@ TEST(sending, throughAnUnpluggedPortEndsInError)
         {"sms_send", {{"number", "1;2"}, {"text", "A"}}, "modem_sendsmsinpdu() done error"},
         {"ussd_send", {{"cmd", "3"}}, "AT+CUSD=1,\"3\",15: didn't get answer OK"},
     };
-    running_router router({.timeout = "1500", .interval = "500"});
+    running_router router({.interval = "500"});
     for (const auto &[method, arguments, failure] : rows) {
         const router_mark since = router.mark();
         std::string result = "error: info.kelvantorium.state: error";
@@ -170,7 +172,7 @@ TEST(sending, throughAnUnpluggedPortEndsInError)
         }
         EXPECT_EQ(result, "error: " + failure);
         expect_transition(router, since, "op", "error", "no_answer",
-                          "test_client call " + method + ": " + failure);
+                          caller + method + ": " + failure);
     }
 }
 
@@ -194,21 +196,25 @@ TEST(raw, answerIsPassedOnWhateverItIs)
 
 TEST(raw, silenceIsAnErrorAndOnlyInitialisationRefuses)
 {
-    running_router router({.timeout = "3000"});
-    const auto at = [&](const char *command) { return ask(router, "at_send", {{"cmd", command}}); };
-    const auto expect_silence = [&](const std::string &former) {
-        const router_mark since = router.mark();
-        arrange(router, {fault("AT+X", "silence", 1)});
-        EXPECT_EQ(at("AT+X"), "error: AT+X: didn't get answer");
-        expect_transition(router, since, former, "error", "no_answer",
-                          "test_client call at_send: AT+X: didn't get answer");
+    running_router router;
+    const auto at = [&](const std::string &command) {
+        return ask(router, "at_send", {{"cmd", command}});
     };
-    expect_silence("op");
+    const std::string longest = "AT+" + std::string(77, 'X');
+    const auto expect_error = [&](const std::string &former) {
+        const router_mark since = router.mark();
+        const std::string failure = longest + ": didn't get answer";
+        arrange(router, {fault(longest, "silence", 1)});
+        EXPECT_EQ(at(longest + "X"), "error: " + failure);
+        expect_transition(router, since, former, "error", "no_answer",
+                          caller + "at_send: " + failure);
+    };
+    expect_error("op");
     EXPECT_TRUE(router.isidle());
     EXPECT_EQ(at("AT"), "ok") << "in error";
-    expect_silence("error");
+    expect_error("error");
 
-    arrange(router, {{"adc", {{"value", 0}}}, fault("AT+CGMM", "silence", 1)});
+    arrange(router, {{"adc", {{"value", 0}}}, held("AT+CGMM")});
     const router_mark since = router.mark();
     EXPECT_EQ(ask(router, "reinit"), "ok");
     EXPECT_TRUE(router.receives("AT+CGMM", since));
@@ -217,7 +223,7 @@ TEST(raw, silenceIsAnErrorAndOnlyInitialisationRefuses)
     EXPECT_TRUE(router.becomes(statepath, "nosim"));
     EXPECT_EQ(std::ranges::count(router.commands(), "AT+DURINGINIT"), 0);
     EXPECT_EQ(at("AT"), "ok") << "without a card";
-    expect_silence("nosim");
+    expect_error("nosim");
 }
 
 }  // namespace

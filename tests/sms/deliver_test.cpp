@@ -79,7 +79,8 @@ TEST(deliver, decodesWhatFitsTheProfile)
         {"8-bit goes by the octets, not TP-UDL", eightbit + "01" + repeated("41", 141), number,
          std::string(140, 'A'), 140},
         {"a NUL ends the text", eightbit + "03410042", number, "A", 3},
-        {"7-bit, empty", with(plain, 26, "00"), number, "", 0},
+        {"nothing behind TP-UDL", name + "0E9111223344556677" + "0000" + timestamp + "00",
+         "11223344556677", "", 0},
         {"name of 7", name + "0ED0C2303BEC1E9701" + rest, "Balance", "ABCDEFGH", 8},
         {"name of 11 in 10 octets", name + "14D0CDB738CD2E43C379190D" + rest, "MobilePay2",
          "ABCDEFGH", 8},
@@ -112,6 +113,8 @@ TEST(deliver, headersGiveReferencePartsAndPart)
     } cases[] = {
         {"narrow", narrow, true, {0x3A, 0}, 2, 1},
         {"wide", wide, true, {0x12, 0x34}, 3, 2},
+        {"type 40", with(narrow, 8, "40"), true, {0x3A, 0}, 2, 1},
+        {"type 64", with(wide, 8, "64"), true, {0x12, 0x34}, 3, 2},
         {"nine parts are six", with(narrow, 31, "09"), true, {0x3A, 0}, 6, 1},
         {"sixth of six", with(narrow, 31, "0606"), true, {0x3A, 0}, 6, 6},
         {"a single part is complete", with(narrow, 31, "01"), false, {0x3A, 0}, 1, 1},

@@ -59,8 +59,8 @@ TEST(sms, partsJoinInOrder)
         {"six of eight", {"987g", "986f", "985e", "984d", "983c", "982b", "981a"}, {"abcdef"}},
         // 1 to 4 take entries 5 to 2; 5 takes the first, which 6 takes over.
         {"the sixth reference takes the first entry",
-         {"121a", "221b", "321c", "421d", "521e", "621f", "622F", "122A"},
-         {"fF", "aA"}},
+         {"121a", "221b", "321c", "421d", "531e", "532E", "631f", "632F", "633!", "122A"},
+         {"fF!", "aA"}},
     };
     for (const auto &c : cases) {
         const rig modem;

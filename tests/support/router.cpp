@@ -40,8 +40,9 @@ std::vector<std::string> daemoncommand(std::string program)
 // What an earlier router in this sandbox has left.
 void cleanup()
 {
-    for (const char *path : {router_configpath, router_logpath, router_outpath,
-                             "/root/listsms.kelvantorium", "/tmp/.uci/kelvantorium", "/dev/log"})
+    for (const char *path :
+         {router_configpath, router_logpath, router_outpath, "/root/listsms.kelvantorium",
+          "/tmp/.uci/kelvantorium", "/dev/log", "/run/silent"})
         (void)unlink(path);
 }
 
