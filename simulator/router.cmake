@@ -2,6 +2,8 @@
 # The virtual router: the sandbox, its programs and the one that runs them all.
 add_library(sandbox STATIC sandbox.cpp)
 target_include_directories(sandbox PUBLIC ${PROJECT_SOURCE_DIR})
+target_compile_definitions(sandbox PRIVATE
+    SANDBOX_SOURCE="${PROJECT_SOURCE_DIR}" SANDBOX_BINARY="${PROJECT_BINARY_DIR}")
 
 add_library(router_parts STATIC router/bus.cpp router/parts.cpp router/process.cpp)
 target_include_directories(router_parts PUBLIC ${PROJECT_SOURCE_DIR})

@@ -2,16 +2,16 @@
 // Namespaces and the file tree of the sandbox.
 #include "simulator/sandbox.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <initializer_list>
 #include <poll.h>
 #include <sched.h>
+#include <set>
 #include <signal.h>
 #include <string>
 #include <sys/mount.h>
@@ -25,22 +25,11 @@
 namespace
 {
 
-const std::string host = "/.host";  // the host's root inside
+const std::string host = "/.host";  // the host's root while the sandbox is made
 
-// Folders that are private: made anew, showing the host's entries except the hidden ones.
-struct private_folder {
-    const char *path;
-    mode_t mode;
-    std::vector<std::string> hidden;
-};
-
-const private_folder private_folders[] = {
-    {"", 0755, {".host", "dev", "etc", "proc", "root", "run", "tmp", "var"}},
-    {"/etc", 0755, {"config"}},
-    {"/tmp", 01777, {".uci"}},
-    {"/root", 0700, {"listsms.kelvantorium"}},
-    {"/var", 0755, {"run"}},
-};
+// What the root folder does not take over from the host.
+const std::set<std::string> replaced = {".host", "dev", "etc", "lost+found", "proc",
+                                        "root",  "run", "tmp", "var"};
 
 [[noreturn]] void fail(const char *what)
 {
@@ -74,49 +63,91 @@ void unshareprocesses()
     writefile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
 }
 
-// Shows one entry of the host at the same path: folders by a mount, so that their real path stays,
-// everything else by a link.
-void showentry(const std::string &path)
-{
-    const std::string source = host + path;
-    struct stat info = {};
-    if (lstat(source.c_str(), &info) != 0) return;  // gone meanwhile
-    if (S_ISLNK(info.st_mode)) {
-        std::string target(static_cast<std::size_t>(info.st_size) + 1, '\0');
-        const ssize_t length = readlink(source.c_str(), target.data(), target.size());
-        if (length < 0) return;
-        target.resize(static_cast<std::size_t>(length));
-        check(symlink(target.c_str(), path.c_str()), path.c_str());
-        return;
-    }
-    if (S_ISDIR(info.st_mode)) {
-        check(mkdir(path.c_str(), 0755), path.c_str());
-        if (mount(source.c_str(), path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0) return;
-        check(rmdir(path.c_str()), path.c_str());
-    }
-    check(symlink(source.c_str(), path.c_str()), path.c_str());
-}
-
 void makefolder(const std::string &path, mode_t mode)
 {
     check(mkdir(path.c_str(), 0700), path.c_str());
     check(chmod(path.c_str(), mode), path.c_str());  // whatever the umask
 }
 
-void makeprivatefolder(const private_folder &folder)
+// The names in a folder of the host; none where an ordinary user may not look.
+std::vector<std::string> entriesof(const std::string &path)
 {
-    const std::string path = folder.path;
-    if (!path.empty()) makefolder(path, folder.mode);
+    std::vector<std::string> names;
     DIR *entries = opendir((host + path).c_str());
-    if (entries == nullptr) return;  // not readable for an ordinary user: empty
-    while (const dirent *entry = readdir(entries)) {
-        const std::string name = entry->d_name;
-        if (name == "." || name == "..") continue;
-        if (std::find(folder.hidden.begin(), folder.hidden.end(), name) != folder.hidden.end())
-            continue;
-        showentry(path + "/" + name);
-    }
+    if (entries == nullptr) return names;
+    while (const dirent *entry = readdir(entries))
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            names.emplace_back(entry->d_name);
     closedir(entries);
+    return names;
+}
+
+// The host's folder at the same path, which is made. False when that cannot be.
+bool bindfolder(const std::string &path)
+{
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    return mount((host + path).c_str(), path.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0;
+}
+
+void makereadonly(const std::string &path)
+{
+    mount_attr attributes = {};
+    attributes.attr_set = MOUNT_ATTR_RDONLY;
+    check(mount_setattr(AT_FDCWD, path.c_str(), AT_RECURSIVE, &attributes, sizeof attributes),
+          path.c_str());
+}
+
+// The host's entries, which nobody inside can change: copies of the files, folders read-only.
+void makeetc()
+{
+    makefolder("/etc", 0755);
+    makefolder("/etc/config", 0755);
+    for (const std::string &name : entriesof("/etc")) {
+        const std::string path = "/etc/" + name;
+        if (name == "config") continue;
+        std::error_code error;  // gone meanwhile, or not readable for an ordinary user
+        if (!std::filesystem::is_directory(std::filesystem::symlink_status(host + path, error)))
+            std::filesystem::copy(host + path, path, std::filesystem::copy_options::copy_symlinks,
+                                  error);
+        else if (bindfolder(path))
+            makereadonly(path);
+    }
+}
+
+// What the host has in its root: folders by mounts, so that their real paths stay.
+void showroot()
+{
+    for (const std::string &name : entriesof("/")) {
+        std::error_code error;
+        if (replaced.count(name) != 0) continue;
+        if (std::filesystem::is_symlink(host + "/" + name))
+            std::filesystem::copy_symlink(host + "/" + name, "/" + name, error);
+        else if (std::filesystem::is_directory(host + "/" + name))
+            (void)bindfolder("/" + name);
+    }
+}
+
+// The folders that must be reachable wherever they lie: checkout, programs and, at the end, the
+// working directory.
+std::vector<std::string> neededfolders()
+{
+    std::vector<std::string> paths;
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    for (const std::filesystem::path &path : std::vector<std::filesystem::path>{
+             SANDBOX_SOURCE, SANDBOX_BINARY, program.parent_path(), "."})
+        paths.push_back(std::filesystem::canonical(path, error));
+    return paths;
+}
+
+void showneeded(const std::vector<std::string> &paths)
+{
+    for (const std::string &path : paths) {
+        std::error_code error;  // of a path that could not be found, which is empty
+        if (path.size() < 2 || replaced.count(path.substr(1)) != 0) continue;
+        if (!std::filesystem::equivalent(host + path, path, error)) (void)bindfolder(path);
+    }
 }
 
 void makedevices()
@@ -142,25 +173,30 @@ void makedevices()
 
 void makeroot()
 {
-    char *before = getcwd(nullptr, 0);
+    const std::vector<std::string> needed = neededfolders();
     check(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "private mounts");
     // Anywhere would do: the pivot takes it away from there again.
     check(mount("tmpfs", "/tmp", "tmpfs", 0, "mode=0755"), "tmpfs");
     check(mkdir("/tmp/.host", 0755), host.c_str());
     check(static_cast<int>(syscall(SYS_pivot_root, "/tmp", "/tmp/.host")), "pivot_root");
     check(chdir("/"), "/");
-    for (const private_folder &folder : private_folders)
-        makeprivatefolder(folder);
-    makefolder("/run", 0755);
-    makefolder("/etc/config", 0755);
+    showroot();
+    for (const char *path : {"/run", "/var"})
+        makefolder(path, 0755);
+    makefolder("/root", 0700);
+    for (const char *path : {"/tmp", "/var/tmp"})
+        makefolder(path, 01777);
     check(symlink("/run", "/var/run"), "/var/run");
+    makeetc();
     makedevices();
     makefolder("/proc", 0555);
     if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
         check(mount((host + "/proc").c_str(), "/proc", nullptr, MS_BIND | MS_REC, nullptr),
               "/proc");
-    if (before == nullptr || chdir(before) != 0) check(chdir("/"), "/");
-    std::free(before);
+    showneeded(needed);
+    check(umount2(host.c_str(), MNT_DETACH), host.c_str());
+    check(rmdir(host.c_str()), host.c_str());
+    if (chdir(needed.back().c_str()) != 0) check(chdir("/"), "/");
 }
 
 void runip(std::initializer_list<const char *> words)

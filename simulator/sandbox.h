@@ -9,7 +9,8 @@
 // and SIGHUP on to the inside, waits for its end and leaves with its exit status (128 + n after
 // signal n). On failure a text goes to standard error and the exit status is 125.
 //
-// Inside: the host's folders at their places; private and empty are /run and /dev/serial, private
-// copies of the host's entries /etc (with an empty /etc/config), /tmp, /root and /var; "usb0" is
-// one end of a veth pair, down, and "modem0" the other, up. Single-threaded callers only.
+// Inside: the host's folders at their places, but private and empty are /run, /tmp, /root, /var
+// and /dev/serial; /etc has copies of the host's files, its folders read-only, and an empty
+// /etc/config. Working directory, checkout and programs are the host's, wherever they lie. "usb0"
+// is one end of a veth pair, down, and "modem0" the other, up. Single-threaded callers only.
 void sandbox_enter();

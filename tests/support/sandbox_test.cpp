@@ -16,10 +16,10 @@ using namespace std::chrono_literals;
 namespace
 {
 
-// Names that the host will not have.
-const char *const privatefiles[] = {"/run/of-the-sandbox", "/etc/of-the-sandbox",
-                                    "/tmp/of-the-sandbox", "/root/of-the-sandbox",
-                                    "/etc/config/of-the-sandbox"};
+// The host's: of the second group the content is seen inside, but changed nowhere.
+const char *const hiddenfiles[] = {"/run/host", "/tmp/host", "/root/host", "/var/host",
+                                   "/etc/config/host"};
+const char *const copiedfiles[] = {"/etc/host", "/etc/folder/host"};
 
 // Runs `inside` in a sandbox of its own, within the one that the tests run in.
 pid_t startsandbox(const std::function<int()> &inside)
@@ -39,20 +39,45 @@ bool hasroute(const std::string &interface, const std::string &destination)
 
 }  // namespace
 
-TEST(sandbox, handsOutTheExitStatusAndKeepsFilesPrivate)
+TEST(sandbox, handsOutTheExitStatusAndLeavesTheHostsFilesAlone)
 {
+    // A checkout below a home that is private inside.
+    const std::string checkout = "/root/src/check out";
+    std::filesystem::create_directories(checkout);
+    std::filesystem::create_directory("/etc/folder");
+    for (const char *path : hiddenfiles)
+        write_file(path, "host");
+    for (const char *path : copiedfiles)
+        write_file(path, "host");
+    write_file(checkout + "/file", "host");
+    std::filesystem::current_path(checkout);
+
     const pid_t pid = startsandbox([] {
-        for (const char *path : privatefiles) {
-            write_file(path, "x");
-            if (read_file(path) != "x") return 1;
+        int step = 1;
+        for (const char *path : hiddenfiles) {
+            if (std::filesystem::exists(path)) return step;
+            write_file(path, "inside");
+            if (read_file(path) != "inside") return step;
+            step++;
         }
+        for (const char *path : copiedfiles) {
+            if (read_file(path) != "host") return step;
+            write_file(path, "inside");
+            step++;
+        }
+        if (std::filesystem::exists("/.host") || read_file("file") != "host") return step;
+        write_file("file", "inside");
         return 42;
     });
+    std::filesystem::current_path("/");
     const auto status = process_wait(pid, 60s);
     ASSERT_TRUE(status.has_value());
     EXPECT_EQ(process_endtext(*status), "exit status 42");
-    for (const char *path : privatefiles)
-        EXPECT_FALSE(std::filesystem::exists(path)) << path;
+    for (const char *path : hiddenfiles)
+        EXPECT_EQ(read_file(path), "host") << path;
+    for (const char *path : copiedfiles)
+        EXPECT_EQ(read_file(path), "host") << path;
+    EXPECT_EQ(read_file(checkout + "/file"), "inside") << "the working directory is the host's";
 }
 
 TEST(sandbox, leavesNothingBehindWhenItsCallerIsKilled)
