@@ -130,8 +130,8 @@ struct ubus_context {
     struct uloop_timeout pending_timer;
     uint32_t local_id;
     uint16_t request_seq;
-    int stack_depth;
     bool lost; /* connection_lost has been called */
+    int stack_depth;
     void (*connection_lost)(struct ubus_context *ctx);
 };
 

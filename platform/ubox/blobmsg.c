@@ -15,34 +15,10 @@ static const int payload_types[] = {
     BLOB_ATTR_INT16,  BLOB_ATTR_INT8,  BLOB_ATTR_DOUBLE,
 };
 
-/* Octets before the data of `attr`, whose payload has `len` octets; SIZE_MAX when they do not fit.
- */
-static size_t header_len(const struct blob_attr *attr, size_t len)
-{
-    if (!blob_is_extended(attr)) return 0;
-    if (len < sizeof(struct blobmsg_hdr)) return SIZE_MAX;
-    const size_t header = blobmsg_hdrlen(blobmsg_namelen(blob_data(attr)));
-    return header <= len ? header : SIZE_MAX;
-}
-
-void *blobmsg_data(const struct blob_attr *attr)
-{
-    if (attr == NULL) return NULL;
-    const size_t header = header_len(attr, blob_len(attr));
-    return (char *)blob_data(attr) + (header != SIZE_MAX ? header : 0);
-}
-
-size_t blobmsg_data_len(const struct blob_attr *attr)
-{
-    if (attr == NULL || blob_raw_len(attr) < sizeof(*attr)) return 0;
-    const size_t header = header_len(attr, blob_len(attr));
-    return header != SIZE_MAX ? blob_len(attr) - header : 0;
-}
-
 static bool check_name(const struct blob_attr *attr, bool name)
 {
     if (!blob_is_extended(attr)) return !name;
-    if (header_len(attr, blob_len(attr)) == SIZE_MAX) return false;
+    if (blobmsg_hdr_of(attr, blob_len(attr)) == SIZE_MAX) return false;
     const struct blobmsg_hdr *hdr = (const struct blobmsg_hdr *)blob_data(attr);
     const uint16_t namelen = blobmsg_namelen(hdr);
     return hdr->name[namelen] == '\0' && (!name || namelen > 0);

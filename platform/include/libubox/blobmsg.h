@@ -59,10 +59,32 @@ static inline int blobmsg_type(const struct blob_attr *attr)
     return (int)blob_id(attr);
 }
 
+/* Octets before the data of `attr`, whose payload has `len`; SIZE_MAX when they do not fit. */
+static inline size_t blobmsg_hdr_of(const struct blob_attr *attr, size_t len)
+{
+    if (!blob_is_extended(attr)) return 0;
+    if (len < sizeof(struct blobmsg_hdr)) return SIZE_MAX;
+    const size_t header =
+        blobmsg_hdrlen(blobmsg_namelen((const struct blobmsg_hdr *)blob_data(attr)));
+    return header <= len ? header : SIZE_MAX;
+}
+
 /* Null for null. */
-void *blobmsg_data(const struct blob_attr *attr);
+static inline void *blobmsg_data(const struct blob_attr *attr)
+{
+    if (attr == NULL) return NULL;
+    const size_t header = blobmsg_hdr_of(attr, blob_len(attr));
+    return (char *)blob_data(attr) + (header != SIZE_MAX ? header : 0);
+}
+
 /* 0 for null, and for an attribute whose name header does not fit. */
-size_t blobmsg_data_len(const struct blob_attr *attr);
+static inline size_t blobmsg_data_len(const struct blob_attr *attr)
+{
+    if (attr == NULL || blob_raw_len(attr) < sizeof(*attr)) return 0;
+    const size_t header = blobmsg_hdr_of(attr, blob_len(attr));
+    return header != SIZE_MAX ? blob_len(attr) - header : 0;
+}
+
 static inline size_t blobmsg_len(const struct blob_attr *attr)
 {
     return blobmsg_data_len(attr);
