@@ -36,7 +36,13 @@ target_sources(platform_ubus_objects PRIVATE
 target_link_libraries(platform_ubus PUBLIC platform_ubox)
 target_link_libraries(platform_ubus_shared PUBLIC platform_ubox_shared)
 
+find_package(PkgConfig)
+if(PkgConfig_FOUND)
+    pkg_check_modules(JSONC IMPORTED_TARGET json-c)
+endif()
+
 add_executable(ubusd
+    ubusd/access.c
     ubusd/client.c
     ubusd/event.c
     ubusd/main.c
@@ -45,6 +51,11 @@ add_executable(ubusd
 )
 target_compile_definitions(ubusd PRIVATE _GNU_SOURCE)
 target_link_libraries(ubusd PRIVATE platform_ubus)
+if(JSONC_FOUND)
+    target_sources(ubusd PRIVATE ubusd/access_file.c)
+    target_compile_definitions(ubusd PRIVATE UBUSD_JSON)
+    target_link_libraries(ubusd PRIVATE PkgConfig::JSONC)
+endif()
 set_target_properties(ubusd PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 install(TARGETS ubusd DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 
@@ -52,12 +63,9 @@ install(DIRECTORY include/libubox DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPON
 install(FILES include/libubus.h include/ubus_common.h include/ubusmsg.h
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT platform EXCLUDE_FROM_ALL)
 
-find_package(PkgConfig)
-if(PkgConfig_FOUND)
-    pkg_check_modules(JSONC IMPORTED_TARGET json-c)
-endif()
 if(NOT JSONC_FOUND)
-    message(STATUS "json-c not found: the command line client ubus is left out")
+    message(STATUS "json-c not found: the command line client ubus is left out, "
+        "and the broker serves root and its own user alone")
 else()
     add_executable(ubus
         ubus/print.c

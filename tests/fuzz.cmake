@@ -39,6 +39,7 @@ add_fuzz_target(text)
 if(NOT platform_found)  # of the bundled libraries: the genuine ones are not ours to test
     set(platform ${PROJECT_SOURCE_DIR}/platform)
     add_library(fuzz_broker OBJECT
+        ${platform}/ubusd/access.c
         ${platform}/ubusd/client.c
         ${platform}/ubusd/event.c
         ${platform}/ubusd/registry.c

@@ -45,6 +45,7 @@ static void free_client(struct ubusd_client *client)
     free(client->queue);
     free(client->user);
     free(client->group);
+    ubusd_peer_free(&client->peer);
     free(client);
 }
 
@@ -143,12 +144,10 @@ static void on_client(struct uloop_fd *sock, unsigned int events)
 /* Account names by the peer's credentials; false when one is unknown. */
 static bool identify(struct ubusd_client *client)
 {
-    struct ucred peer;
-    socklen_t len = sizeof(peer);
-    if (getsockopt(client->sock.fd, SOL_SOCKET, SO_PEERCRED, &peer, &len) != 0) return false;
-    const struct passwd *user = getpwuid(peer.uid);
+    if (!ubusd_peer_read(client->sock.fd, &client->peer)) return false;
+    const struct passwd *user = getpwuid(client->peer.uid);
     if (user != NULL) client->user = strdup(user->pw_name);
-    const struct group *group = getgrgid(peer.gid);
+    const struct group *group = getgrgid(client->peer.groups[0]);
     if (group != NULL) client->group = strdup(group->gr_name);
     return client->user != NULL && client->group != NULL;
 }
@@ -192,6 +191,17 @@ static void on_listener(struct uloop_fd *sock, unsigned int events)
     uloop_timeout_set(&accept_timer, ACCEPT_PAUSE);
 }
 
+/* The folder of the socket, this level only; bind() tells whether that was enough. */
+static void make_folder(const char *path)
+{
+    char folder[sizeof(((struct sockaddr_un *)NULL)->sun_path)];
+    const char *end = strrchr(path, '/');
+    if (end == NULL || end == path) return;
+    memcpy(folder, path, (size_t)(end - path));
+    folder[end - path] = '\0';
+    (void)mkdir(folder, 0755);
+}
+
 int ubusd_listen(const char *path)
 {
     struct sockaddr_un address = {.sun_family = AF_UNIX};
@@ -203,6 +213,7 @@ int ubusd_listen(const char *path)
     listener.fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     listener.cb = on_listener;
     accept_timer.cb = on_accept_pause;
+    make_folder(path);
     (void)unlink(path);
     const mode_t mask = umask(0111); /* mode 0666 */
     const int bound =

@@ -12,7 +12,6 @@
 struct listener {
     struct list_head list;
     const struct ubusd_object *object;
-    bool prefix; /* the pattern ended in '*', which is cut off */
     char pattern[];
 };
 
@@ -39,10 +38,6 @@ static int handle_register(struct ubusd_client *client, void *data, unsigned int
     struct listener *listener = calloc(1, sizeof(*listener) + size);
     if (listener == NULL) return UBUS_STATUS_NO_MEMORY;
     memcpy(listener->pattern, pattern, size);
-    if (size > 1 && pattern[size - 2] == '*') {
-        listener->prefix = true;
-        listener->pattern[size - 2] = '\0';
-    }
     listener->object = object;
     list_add_tail(&listener->list, &listeners);
     return UBUS_STATUS_OK;
@@ -50,8 +45,8 @@ static int handle_register(struct ubusd_client *client, void *data, unsigned int
 
 static bool hears(const struct listener *listener, const char *event)
 {
-    return listener->prefix ? strncmp(listener->pattern, event, strlen(listener->pattern)) == 0
-                            : strcmp(listener->pattern, event) == 0;
+    return ubusd_matches(listener->pattern, event) &&
+           ubusd_permits(&listener->object->client->peer, UBUSD_LISTEN, event, NULL);
 }
 
 /* To all listeners but those of `sender`, which may be null. */
@@ -84,7 +79,8 @@ static int handle_send(struct ubusd_client *client, void *data, unsigned int len
     blobmsg_parse(policy, (int)ARRAY_SIZE(policy), tb, data, len);
     if (tb[0] == NULL || tb[1] == NULL) return UBUS_STATUS_INVALID_ARGUMENT;
     const char *event = blobmsg_get_string(tb[0]);
-    if (strncmp(event, "ubus.", 5) == 0) /* the broker's own */
+    const bool own = strncmp(event, "ubus.", 5) == 0; /* the broker's */
+    if (own || !ubusd_permits(&client->peer, UBUSD_SEND, event, NULL))
         return UBUS_STATUS_PERMISSION_DENIED;
     send_event(client, event, blobmsg_data(tb[1]), (unsigned int)blobmsg_data_len(tb[1]));
     return UBUS_STATUS_OK;

@@ -28,10 +28,12 @@ static int handle_ping(struct request *req)
     return UBUS_STATUS_OK;
 }
 
-/* An object without name or type is not shown. */
+/* An object without name or type is not shown, nor one that the peer may not call. */
 static void send_description(const struct request *req, const struct ubusd_object *object)
 {
-    if (object->path == NULL || object->type == NULL) return;
+    if (object->path == NULL || object->type == NULL ||
+        !ubusd_permits(&req->client->peer, UBUSD_ACCESS, object->path, NULL))
+        return;
     const struct blob_attr *signature = object->type->signature;
     blob_buf_init(&out, 0);
     blob_put_string(&out, UBUS_ATTR_OBJPATH, object->path);
@@ -41,14 +43,13 @@ static void send_description(const struct request *req, const struct ubusd_objec
     if (blob_pad_len(out.head) <= UBUS_MAX_MSGLEN) send_out(req, UBUS_MSG_DATA);
 }
 
-/* All named objects that begin with the first `len` octets of `prefix`. */
-static bool describe_matches(const struct request *req, const char *prefix, size_t len)
+static bool describe_matches(const struct request *req, const char *pattern)
 {
     bool found = false;
     const struct ubusd_object *object;
     list_for_each_entry(object, &ubusd_objects, list)
     {
-        if (object->path == NULL || strncmp(object->path, prefix, len) != 0) continue;
+        if (object->path == NULL || !ubusd_matches(pattern, object->path)) continue;
         send_description(req, object);
         found = true;
     }
@@ -58,14 +59,14 @@ static bool describe_matches(const struct request *req, const char *prefix, size
 static int handle_lookup(struct request *req)
 {
     if (req->attrs[UBUS_ATTR_OBJPATH] == NULL) {
-        (void)describe_matches(req, "", 0); /* none is an answer, too */
+        (void)describe_matches(req, "*"); /* none is an answer, too */
         return UBUS_STATUS_OK;
     }
     const char *path = blob_get_string(req->attrs[UBUS_ATTR_OBJPATH]);
     const size_t len = strlen(path);
     if (len == 0) return UBUS_STATUS_INVALID_ARGUMENT;
     if (path[len - 1] == '*')
-        return describe_matches(req, path, len - 1) ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND;
+        return describe_matches(req, path) ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND;
     const struct ubusd_object *object = ubusd_find_path(path);
     if (object == NULL) return UBUS_STATUS_NOT_FOUND;
     send_description(req, object);
@@ -77,7 +78,9 @@ static int handle_add_object(struct request *req)
     const char *path = NULL;
     if (req->attrs[UBUS_ATTR_OBJPATH] != NULL)
         path = blob_get_string(req->attrs[UBUS_ATTR_OBJPATH]);
-    if (path != NULL && ubusd_find_path(path) != NULL) return UBUS_STATUS_INVALID_ARGUMENT;
+    if (path != NULL && (ubusd_find_path(path) != NULL ||
+                         !ubusd_permits(&req->client->peer, UBUSD_PUBLISH, path, NULL)))
+        return UBUS_STATUS_INVALID_ARGUMENT;
 
     struct ubusd_type *type = NULL;
     const struct blob_attr *signature = req->attrs[UBUS_ATTR_SIGNATURE];
@@ -129,6 +132,8 @@ static int handle_invoke(struct request *req)
         return ubusd_event_call(req->client, method, data);
     const struct ubusd_object *object = named_object(req);
     if (object == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (!ubusd_permits(&req->client->peer, UBUSD_ACCESS, object->path, method))
+        return UBUS_STATUS_PERMISSION_DENIED;
 
     blob_buf_init(&out, 0);
     blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);

@@ -9,11 +9,13 @@
 #include <libubox/uloop.h>
 
 #include "../ubus/message.h"
+#include "access.h"
 
 struct ubusd_client {
     struct list_head list;
     struct uloop_fd sock;
     uint32_t id;
+    struct ubusd_peer peer;
     char *user; /* account names of the peer */
     char *group;
     struct ubus_reader reader;

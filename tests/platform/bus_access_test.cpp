@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: ISC
+// Who may do what on the bus: the broker with the shipped access files, and the daemon behind it.
+#include <grp.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+#include <libubus.h>
+
+#include "bus_wire.h"
+#include "tests/support/router.h"
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct account {
+    const char *name;
+    uid_t uid;
+    gid_t group;  // the primary one
+    std::vector<gid_t> groups;
+};
+
+const account root = {"root", 0, 0, {}};
+const account reader = {"reader", 4001, 4001, {4100}};  // of the status group
+const account sender = {"sender", 4002, 4200, {}};      // of the messages group
+const account plain = {"plain", 4003, 4003, {}};        // of no group that counts
+const account wheel = {"wheel", 4004, 0, {}};           // of group 0
+const account ghost = {"", 4999, 4003, {}};             // in no password file
+
+// What is connected meanwhile speaks for `who`.
+class persona
+{
+public:
+    explicit persona(const account &who)
+    {
+        become(who.groups, who.group, who.uid);
+    }
+    ~persona()
+    {
+        EXPECT_EQ(seteuid(0), 0);
+        become({}, 0, 0);
+    }
+    persona(const persona &) = delete;
+    persona &operator=(const persona &) = delete;
+
+private:
+    static void become(const std::vector<gid_t> &groups, gid_t group, uid_t user)
+    {
+        EXPECT_TRUE(setgroups(groups.size(), groups.data()) == 0 && setegid(group) == 0 &&
+                    seteuid(user) == 0);
+    }
+};
+
+ubus_context *connect_as(const account &who)
+{
+    const persona as(who);
+    ubus_context *context = ubus_connect(nullptr);
+    uloop_done();
+    return context;
+}
+
+struct rights {
+    int visible;     // objects
+    int publish;     // statuses: a named object
+    int nameless;    // one without a name
+    int methods[3];  // get, sms_get, the simulator's state
+
+    bool operator==(const rights &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const rights &r)
+{
+    return out << r.visible << " objects, publish " << r.publish << ", nameless " << r.nameless
+               << ", get " << r.methods[0] << ", sms_get " << r.methods[1] << ", state "
+               << r.methods[2];
+}
+
+const rights everything = {4, 0, 0, {0, 0, 0}};
+const rights nothing = {0, 2, 0, {6, 6, 6}};
+
+struct access_rights : testing::Test {
+    const scratch_folder folder;  // of the access files
+    virtual_router router{{.broker = false, .start = false}};
+    std::uint32_t daemon = 0;
+    std::uint32_t modem = 0;
+
+    void SetUp() override
+    {
+        if (setgroups(0, nullptr) != 0)
+            GTEST_SKIP() << "three users need the real root: an ordinary user is but one inside";
+        fs::permissions(folder.path, fs::perms(0755));
+        for (const auto &entry : fs::directory_iterator(SHIPPED_ACCESS_FILES))
+            grant(entry.path().filename(), read_file(entry.path()));
+        static const std::string hostusers = read_file("/etc/passwd");
+        static const std::string hostgroups = read_file("/etc/group");
+        std::string users = hostusers;
+        for (const account &who : {reader, sender, plain, wheel})
+            users += std::string(who.name) + ":x:" + std::to_string(who.uid) + ":" +
+                     std::to_string(who.group) + "::/:/bin/sh\n";
+        write_file("/etc/passwd", users);
+        write_file("/etc/group", hostgroups);
+        addgroups("reader:x:4001:\nsender:x:4200:\nplain:x:4003:\nkelvantorium-status:x:4100:\n");
+
+        router.parts.setcommand(router_part::broker, {BUS_PROGRAMS "/ubusd", "-A", folder.path});
+        for (const router_part part :
+             {router_part::broker, router_part::network, router_part::modem})
+            ASSERT_TRUE(router.parts.start(part)) << router.parts.error();
+        ASSERT_TRUE(router.startdaemon());
+        ubus_context *context = connect_as(root);
+        ASSERT_EQ(ubus_lookup_id(context, "kelvantorium", &daemon), 0);
+        ASSERT_EQ(ubus_lookup_id(context, "simulator", &modem), 0);
+        ubus_free(context);
+    }
+    static void addgroups(const std::string &lines)
+    {
+        write_file("/etc/group", read_file("/etc/group") + lines);
+    }
+    void grant(const std::string &name, const std::string &text, unsigned mode = 0644) const
+    {
+        write_file(folder.path / name, text);
+        fs::permissions(folder.path / name, fs::perms(mode));
+    }
+    void reload()
+    {
+        kill(router.parts.pid(router_part::broker), SIGHUP);
+    }
+    rights of(const account &who) const
+    {
+        rights result{};
+        ubus_context *context = connect_as(who);
+        if (context == nullptr) return {-1, 0, 0, {}};
+        const auto count = [](ubus_context *, ubus_object_data *, void *number) {
+            ++*static_cast<int *>(number);
+        };
+        EXPECT_EQ(ubus_lookup(context, nullptr, count, &result.visible), 0);
+        ubus_object_type type = {"t", 0, nullptr, 0};
+        ubus_object named{};
+        named.name = "own";
+        named.type = &type;
+        ubus_object nameless{};
+        result.publish = ubus_add_object(context, &named);
+        result.nameless = ubus_add_object(context, &nameless);
+        const auto call = [&](std::uint32_t object, const char *method) {
+            return ubus_invoke(context, object, method, nullptr, nullptr, nullptr, 60000);
+        };
+        result.methods[0] = call(daemon, "get");
+        result.methods[1] = call(daemon, "sms_get");
+        result.methods[2] = call(modem, "state");
+        std::uint32_t id = 0;  // a refused lookup of a name succeeds, too
+        EXPECT_EQ(ubus_lookup_id(context, "kelvantorium", &id), 0) << who.name;
+        ubus_free(context);
+        return result;
+    }
+};
+
+TEST_F(access_rights, followTheShippedFilesAndTheGroupsOfTheCaller)
+{
+    const rights onlyget = {1, 2, 0, {0, 6, 6}};
+    const rights onlymessages = {1, 2, 0, {6, 0, 6}};
+    EXPECT_EQ(of(root), everything);
+    EXPECT_EQ(of(reader), onlyget);
+    EXPECT_EQ(of(plain), nothing);
+    EXPECT_EQ(of(sender), nothing);  // its group is not there yet
+    EXPECT_EQ(of(wheel), nothing);   // and is not group 0 for that
+    EXPECT_EQ(connect_as(ghost), nullptr);
+
+    addgroups("kelvantorium-messages:x:4200:\n");
+    EXPECT_EQ(of(sender), nothing);  // names are resolved when the files are read
+    reload();
+    EXPECT_TRUE(wait_until([&] { return of(sender) == onlymessages; })) << of(sender);
+    EXPECT_EQ(of(reader), onlyget);
+    EXPECT_EQ(of(wheel), nothing);
+}
+
+TEST_F(access_rights, comeFromTrustedFilesOnly)
+{
+    const std::string all =
+        R"("access":{"*":{"methods":["*"]}},"publish":["o*"],"listen":["*"],"send":["a*"]})";
+    const std::string toplain = R"({"user":"plain",)" + all;
+    grant("a.json", toplain, 0664);
+    grant("b.json", toplain);
+    ASSERT_EQ(chown((folder.path / "b.json").c_str(), plain.uid, 0), 0);
+    grant("c.text", toplain);
+    grant("d.json", "{" + all);
+    grant("e.json", R"({"user":["plain"],)" + all);
+    grant("f.json", "[1]");
+    grant("g.json", R"({"group":"sender","access":{"simulator":{},"kelvantorium":[]}})");
+    reload();
+    const rights onlysee = {1, 2, 0, {6, 6, 6}};  // the seventh file is sound
+    EXPECT_TRUE(wait_until([&] { return of(sender) == onlysee; })) << of(sender);
+    EXPECT_EQ(of(plain), nothing);
+
+    grant("a.json", toplain);
+    fs::permissions(folder.path, fs::perms(0777));
+    reload();
+    EXPECT_TRUE(wait_until([&] { return of(reader) == nothing; })) << "the folder is not trusted";
+    fs::permissions(folder.path, fs::perms(0755));
+    reload();
+    const rights granted = {4, 0, 0, {0, 0, 0}};
+    EXPECT_TRUE(wait_until([&] { return of(plain) == granted; })) << of(plain);
+}
+
+TEST_F(access_rights, holdForEventsToo)
+{
+    const auto hear = [](const wire &listener) {
+        const std::string object = listener.ask(message("00060001 00000000", "")).substr(24, 16);
+        listener.receive();
+        listener.send(
+            message("00050002 00000001",
+                    "03000008 00000001 0400000d 7265676973746572 00 000000" +
+                        sized(7, "85000014 0006 6f626a656374 00 000000" + object.substr(8) +
+                                     "83000018 0007 7061747465726e 00 0000 616c61726d2a0000")));
+        EXPECT_EQ(listener.receive(), message("00010002 00000001", "01000008 00000000"));
+    };
+    // Sends an event; its status, and whether it came before the answer to what was asked later.
+    const auto send = [](const account &who, const char *event, const wire &listener) {
+        ubus_context *context = connect_as(who);
+        blob_buf text{};
+        blob_buf_init(&text, 0);
+        blobmsg_add_string(&text, "id", event);
+        blobmsg_close_table(&text, blobmsg_open_table(&text, "data"));
+        const int status = ubus_invoke(context, 1, "send", text.head, nullptr, nullptr, 60000);
+        blob_buf_free(&text);
+        ubus_free(context);
+        const std::string first = listener.ask(message("00031234 00000000", ""));
+        if (first.starts_with("0002")) {
+            listener.receive();
+            return std::to_string(status);
+        }
+        listener.receive();
+        listener.receive();
+        return std::to_string(status) + " heard";
+    };
+    const auto connect = [](const account &who) {
+        const persona as(who);
+        return std::make_unique<wire>("/var/run/ubus/ubus.sock");
+    };
+    grant("a.json", R"({"user":"plain","listen":["alarm1"],"send":["alarm2"]})");
+    const auto listener = connect(plain);
+    hear(*listener);
+    EXPECT_EQ(send(root, "alarm1", *listener), "0");  // the file is not read yet
+    reload();
+    EXPECT_TRUE(wait_until([&] { return send(root, "alarm1", *listener) == "0 heard"; }));
+    EXPECT_EQ(send(root, "alarm2", *listener), "0");
+    EXPECT_EQ(send(plain, "alarm1", *listener), "6");
+    EXPECT_EQ(send(plain, "alarm2", *listener), "0");
+    EXPECT_EQ(send(reader, "alarm2", *listener), "6");
+    const auto free = connect(root);
+    hear(*free);
+    EXPECT_EQ(send(plain, "alarm2", *free), "0 heard");
+}
+
+// The one place that a broker may leave something at is where it was told to listen.
+TEST(broker, makesTheFolderOfItsSocketAndNoOther)
+{
+    const scratch_folder folder;
+    const std::string path = folder.path / "bus" / "sock";
+    fs::remove_all("/run/ubus");
+    const pid_t broker = process_start({BUS_PROGRAMS "/ubusd", "-s", path});
+    EXPECT_TRUE(wait_until([&] { return fs::exists(path); }));
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0666));
+    EXPECT_EQ(fs::status(folder.path / "bus").permissions(), fs::perms(0755));
+    EXPECT_EQ(process_stop(broker, SIGTERM, patience), 0);
+    EXPECT_FALSE(fs::exists(path) || fs::exists("/run/ubus"));
+}
+
+}  // namespace
