@@ -155,7 +155,7 @@ TEST_F(client, callsPrintAndExitAsScriptsExpect)
         {"-s /nowhere list", 255, "Failed to connect to ubus\n"},
     };
     // clang-format on
-    const std::string command = BUS_PROGRAMS "/ubus -s " + path + " ";
+    const std::string command = "'" BUS_PROGRAMS "/ubus' -s " + path + " ";
     for (const auto &row : rows) {
         const auto [output, status] = shell(command + row.arguments);
         EXPECT_EQ(status, row.exit) << row.arguments;

@@ -57,7 +57,7 @@ protected:
     std::string tool(const std::string &words) const
     {
         const auto [output, status] =
-            shell(UCI_TOOL " -c " + config.string() + " -P " + save.string() + " " + words);
+            shell("'" UCI_TOOL "' -c " + config.string() + " -P " + save.string() + " " + words);
         return status == 0 ? output : output + std::to_string(status);
     }
 };
