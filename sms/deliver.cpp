@@ -17,7 +17,7 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t shortestpdu = 28;  // octets
 constexpr std::size_t headsize = 11;     // up to the type of the originating address
-constexpr std::size_t tailsize = 10;     // TP-PID, TP-DCS, TP-SCTS, TP-UDL
+constexpr std::size_t tailsize = 9;      // TP-DCS, TP-SCTS, TP-UDL
 
 // The fixed octets and what they may be, in the order of checking.
 struct modem_octetrule {
@@ -121,21 +121,20 @@ void modem_decodesender(std::span<const std::uint8_t> address,
     modem_copytext(message.sender, modem_astext({septets, written}));
 }
 
-// What stands between address and user data; `position` is that of TP-PID.
-bool modem_decodetail(std::span<const std::uint8_t> tail,
-                      std::size_t position,
-                      modem_deliver &message)
+// TP-PID, `position` being its own.
+bool modem_acceptprotocol(std::uint8_t protocol, std::size_t position)
 {
-    if (tail[0] != 0) {
-        char name[32];
-        modem_settext(name, "ibuf=%zu TP-PID", position);
-        return modem_accept(name, tail[0], "\x00"sv);
-    }
-    modem_trace("modem_readsms: sender_phone_number=%s\n", message.sender);
-    modem_decodetime(tail.subspan<2, 6>(), message.timestamp);
+    if (protocol == 0) return true;
+    char name[32];
+    modem_settext(name, "ibuf=%zu TP-PID", position);
+    return modem_accept(name, protocol, "\x00"sv);
+}
+
+void modem_decodetimestamp(std::span<const std::uint8_t> tail, modem_deliver &message)
+{
+    modem_decodetime(tail.subspan<1, 6>(), message.timestamp);
     modem_trace("modem_readsms: timestamp=%s, timezone=%u\n", message.timestamp,
-                modem_decodebcd(tail[8]));
-    return true;
+                modem_decodebcd(tail[7]));
 }
 
 bool modem_acceptpart(const modem_headerform &form, modem_deliver &message)
@@ -277,12 +276,16 @@ bool modem_decodedeliver(std::string_view hex,
     const auto address = modem_takefield(pdu, (digits + 1) / 2);
     if (!address) return false;
     modem_decodesender(*address, digits, (*head)[10] == alphanumeric, message);
-    const std::size_t position = headsize + address->size();
+    const auto protocol = modem_takefield(pdu, 1);
+    if (!protocol || !modem_acceptprotocol(protocol->front(), headsize + address->size()))
+        return false;
+    modem_trace("modem_readsms: sender_phone_number=%s\n", message.sender);
     const auto tail = modem_takefield(pdu, tailsize);
-    if (!tail || !modem_decodetail(*tail, position, message)) return false;
-    pdu.length = (*tail)[9];
+    if (!tail) return false;
+    modem_decodetimestamp(*tail, message);
+    pdu.length = (*tail)[8];
     pdu.userdata = pdu.at.rest;
     if (modem_isamong((*head)[8], headertypes) && !modem_decodeheader(pdu, message)) return false;
     modem_trace("modem_readsms: TP-UDL=%u, buffer_length=%zu\n", pdu.length, pdu.at.rest.size());
-    return modem_decodetext(pdu, (*tail)[1], message);
+    return modem_decodetext(pdu, (*tail)[0], message);
 }

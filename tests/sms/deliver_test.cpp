@@ -140,7 +140,10 @@ TEST(deliver, dropsWithTheCauseTraced)
         std::string complaint;
     } cases[] = {
         {"address beyond the end", with(plain, 9, "FF"), "nbytes=34<139"},
-        {"nothing behind the address", with(plain, 9, "1B"), "nbytes=34<35"},
+        {"nothing behind TP-PID", with(with(plain, 9, "1B"), 25, "00"), "nbytes=34<35"},
+        {"TP-PID first of all that is missing", with(plain, 9, "1B"),
+         "ibuf=25 TP-PID=0x21 != 0x00"},
+        {"not even TP-PID", with(plain, 9, "2E"), "nbytes=34<35"},
         {"narrow header, wide element", with(narrow, 29, "04"), "TP-UDH[2]=0x04 != 0x03"},
         {"wide header, narrow element", with(wide, 28, "0003"), "TP-UDH[1]=0x00 != 0x08"},
         {"wide header, odd length", with(wide, 29, "03"), "TP-UDH[2]=0x03 != 0x04"},
