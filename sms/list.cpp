@@ -58,13 +58,16 @@ int modem_loadlistsms(modem_state *pmod)
     return 0;
 }
 
-int modem_appendsms(modem_state *pmod, const char *phone, const char *timestamp, const char *text)
+int modem_appendsms(modem_state *pmod,
+                    const sms_sender &phone,
+                    const char *timestamp,
+                    const char *text)
 {
     sms_list &list = pmod->sms_list;
     constexpr std::int32_t last = modem_smslistmax;
     const std::int32_t position = list.numsms < last ? list.numsms + 1 : 1;
     sms_entry &entry = list.entries[position - 1];
-    modem_copytext(entry.phone, phone);
+    std::memcpy(entry.phone, phone, sizeof(entry.phone));  // nothing of the former sender stays
     modem_copytext(entry.timestamp, timestamp);
     modem_copytext(entry.text, text);
     list.numsms = position;

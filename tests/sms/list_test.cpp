@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <memory>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -44,6 +45,18 @@ TEST_F(smsfile, imageHasItsPlacesAndSize)
     EXPECT_STREQ(octets.c_str() + 4 + 997 + 16, "16-11-2024 17:02:04");
     EXPECT_STREQ(octets.c_str() + 4 + 997 + 36, "text");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1);
+}
+
+TEST(smslist, newSenderLeavesNothingOfTheFormerOne)
+{
+    const auto state = std::make_unique<modem_state>();
+    std::memset(state->sms_list.entries, '7', sizeof(state->sms_list.entries));
+    const sms_sender bank = "Bank";
+    EXPECT_EQ(modem_appendsms(state.get(), bank, "16-11-2024 17:02:04", "text"), 1);
+    const std::string image = read_file("/root/listsms.kelvantorium");
+    EXPECT_EQ(image.substr(4, 16), std::string("Bank").append(12, '\0'));
+    EXPECT_EQ(image.substr(4 + 997, 16), std::string(16, '7'));
+    unlink("/root/listsms.kelvantorium");
 }
 
 TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
