@@ -21,7 +21,8 @@ namespace
 
 constexpr int endpass = 1;
 
-// A SIM card numbers its messages with one octet; a larger capacity is a garbled reply.
+// A SIM card numbers its messages with one octet (TS 51.011, the record numbers of EF_SMS); what a
+// reply tells beyond that is not read.
 constexpr std::uint32_t capacitymax = 255;
 
 // No answer, as opposed to an error reply.

@@ -2,6 +2,9 @@
 // Reading, assembling and storing received messages.
 #include "sms/receive.h"
 
+#include <iterator>
+#include <syslog.h>
+
 #include "at/sendat.h"
 #include "core/record/text.h"
 #include "core/record/trace.h"
@@ -60,6 +63,18 @@ void modem_takein(modem_state *pmod, const modem_deliver &part)
                 position, message.text);
 }
 
+// Storage indexes whose message could not be deleted, as the log tells already.
+bool loggedindexes[256];
+
+// What is not deleted is read and stored again in every pass: once per index is enough.
+void modem_notedeletion(int index, int result)
+{
+    bool &islogged = loggedindexes[static_cast<unsigned>(index) % std::size(loggedindexes)];
+    if (result == 2 && !islogged)
+        syslog(LOG_ERR, "modem_delsms: index %d: not deleted, will be read again", index);
+    if (result == 0 || result == 2) islogged = result == 2;
+}
+
 }  // namespace
 
 int modem_readsms(modem_state *pmod, int index, unsigned timeout)
@@ -83,5 +98,7 @@ int modem_delsms(modem_state *pmod, int index, unsigned timeout)
 {
     char command[modem_commandmax];
     modem_settext(command, "AT+CMGD=%d", index);
-    return modem_sendat(pmod, command, modem_atok, timeout, 1);
+    const int result = modem_sendat(pmod, command, modem_atok, timeout, 1);
+    modem_notedeletion(index, result);
+    return result;
 }

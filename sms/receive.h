@@ -11,5 +11,6 @@ struct modem_state;
 // or -1: no answer.
 int modem_readsms(modem_state *pmod, int index, unsigned timeout);
 
-// Deletes the message at a storage index. Result as modem_sendat.
+// Deletes the message at a storage index. Result as modem_sendat; a refusal (2) is logged, once
+// until a deletion there succeeds, for the message will be read and stored again.
 int modem_delsms(modem_state *pmod, int index, unsigned timeout);

@@ -273,6 +273,53 @@ TEST(messages, everyNumberIsTriedAndTheModemGetsTheText)
     EXPECT_EQ(router.status(statepath), "op");
 }
 
+TEST(messages, refusedDeletionIsLoggedOnceAndTheMessageReadAgain)
+{
+    const std::string line = "err modem_delsms: index 1: not deleted, will be read again";
+    running_router router;
+    const auto logged = [&] { return std::ranges::count(router.log(), line); };
+    const condition refused = fault("AT+CMGD", "error");
+    arrange(router, {refused});
+    store(router, 1, plainpdu("A"));
+    EXPECT_TRUE(router.becomes("info.sms.recv_counter", "3")) << "the same one three times";
+    EXPECT_EQ(logged(), 1);
+    arrange(router, {{"clear_faults"}});
+    EXPECT_TRUE(wait_until([&] { return !router.modem("state").has("storage.messages.1"); }));
+
+    arrange(router, {refused});
+    EXPECT_EQ(ask(router, "sms_clear"), "ok");
+    simulator::message half;
+    half.text = simulator::encode(coding::bit7, "One ");
+    half.part = {0x3A, false, 2, 1};
+    store(router, 1, simulator::buildpdu(half));
+    EXPECT_TRUE(router.becomes("info.sms.recv_counter", "1")) << "the part counts for two";
+    EXPECT_EQ(router.call("sms_get", {{"id", "1"}})["text"], "One ");
+    EXPECT_EQ(logged(), 2);
+}
+
+TEST(messages, nothingIsReadBeyondPlace255OrWhileDisconnected)
+{
+    running_router router;
+    router.modem("storage", {{"capacity", 300}});
+    EXPECT_TRUE(router.receives("AT+CMGR=255"));
+    store(router, 255, plainpdu("the last"));
+    store(router, 256, plainpdu("beyond"));
+    EXPECT_TRUE(router.becomes("info.sms.recv_counter", "1"));
+    EXPECT_EQ(readlist().at(0).text, "the last");
+    const std::vector<std::string> commands = router.commands();
+    EXPECT_EQ(std::ranges::count(commands, "AT+CMGR=256"), 0);
+
+    arrange(router, {{"radio", {{"registered", false}}}});
+    EXPECT_TRUE(router.becomes("info.network.state", "disconnected"));
+    store(router, 1, plainpdu("unread"));
+    (void)router.steadypass();
+    EXPECT_TRUE(router.modem("state").has("storage.messages.1"));
+    EXPECT_EQ(ask(router, "reinit"), "ok");
+    EXPECT_TRUE(router.becomes(statepath, "op"));
+    EXPECT_FALSE(router.modem("state").has("storage.messages.1")) << "deleted all the same";
+    EXPECT_EQ(router.status("info.sms.recv_counter"), "1");
+}
+
 // Lost are parts that wait for others, and what is still in the modem when it is set up again.
 TEST(messages, whatHasLeftTheModemIsInTheListAfterAKill)
 {
