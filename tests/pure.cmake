@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: ISC
 # Parsers fed with text: no modem, no bus, no file.
 add_executable(pure_tests
+    core/record/trace_test.cpp
     indicators/leds_test.cpp
     monitor/defaults_test.cpp
     monitor/gnss_test.cpp

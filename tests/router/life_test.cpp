@@ -177,7 +177,6 @@ TEST(life, tracesAreSwitchedWithoutARestart)
     } rows[] = {
         {router_defaultconfig, true},
         {router_defaultconfig + section + "0'\n", false},
-        {router_defaultconfig + section + "1'\n", true},
         {router_defaultconfig + section + "off'\n", true},
     };
     for (const auto &row : rows) {
