@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: ISC
 // The data link usb0: asks the network service to bring it up and down, and reads its address and
-// default gateway. Event loop; each bus call waits up to a second.
+// default gateway.
+//
+// Event loop. The call waits up to a second. The look-up of the object before it waits for the
+// broker without a limit, for the bus library knows none: a broker that hangs holds the daemon.
 #pragma once
 
 struct modem_state;
