@@ -60,11 +60,15 @@ endforeach()
 # Linked with the C driver, and without the C++ runtime that CMake would add on its own for C++
 # objects: the target has none, and this keeps it so. C++ programs get it from their own driver.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
-add_executable(kelvantorium $<TARGET_OBJECTS:daemon_main> $<TARGET_OBJECTS:daemon_objects>)
+add_executable(kelvantorium
+    ${PROJECT_BINARY_DIR}/version.c
+    $<TARGET_OBJECTS:daemon_main>
+    $<TARGET_OBJECTS:daemon_objects>)
 set_target_properties(kelvantorium PROPERTIES
     LINKER_LANGUAGE C
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
-target_link_options(kelvantorium PRIVATE -Wl,--gc-sections -Wl,-z,relro,-z,now)
+target_link_options(kelvantorium PRIVATE -Wl,--gc-sections -Wl,-z,relro,-z,now
+    -Wl,--undefined=kelvantorium_version)  # nothing refers to it
 if(KELVANTORIUM_PAGE_SIZE)
     target_link_options(kelvantorium PRIVATE -Wl,-z,max-page-size=${KELVANTORIUM_PAGE_SIZE})
 endif()
