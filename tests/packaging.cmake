@@ -1,17 +1,32 @@
 # SPDX-License-Identifier: ISC
 # Service files, recipe, access files and manual page: checked with the tools of their trade.
-foreach(fact IN ITEMS
+set(packaging_facts
     scriptsPassShellcheck
-    serviceIsQuietAndPatientAndConfined
+    serviceIsPatientAndStartsWithItsPorts
+    serviceIsConfinedAsFarAsTheSystemCan
+    reloadLeavesTheServiceFree
     changedSettingsWaitForRunningInitialisation
     returnedModemHealsOnlyFromError
     healingIsRateLimitedAndEnds
-    hotplugReactsToAppearingSerialPorts
+    portsAreNamedByWhatTheyAre
+    namesOfOthersAreLeftAlone
+    hotplugNamesPortsThenHeals
+    interfaceJoinsTheZoneOfTheWan
+    existingInterfaceAndZoneStay
     firstBootKeepsTheUsersSettings
     accessGrantsEachMethodToOneGroup
+    accessGroupsComeWithThePackage
     recipeAndInstallRulesAgree
-    manualPassesLint
+    recipesSourceKeepsTheOptimisation
+    filtersHoldWhatTheirArchitectureHas
     measuredCallsMissingFromTheFilterAreFound
+    manualPassesLint
 )
+# The sanitizers make calls of their own.
+if(KELVANTORIUM_ROUTER AND NOT KELVANTORIUM_SANITIZE)
+    list(APPEND packaging_facts daemonLivesUnderItsFilter)
+endif()
+foreach(fact IN LISTS packaging_facts)
     add_test(NAME packaging.${fact} COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/packaging/run ${fact})
+    set_tests_properties(packaging.${fact} PROPERTIES ENVIRONMENT BUILD=${PROJECT_BINARY_DIR})
 endforeach()

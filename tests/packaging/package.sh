@@ -1,0 +1,120 @@
+# SPDX-License-Identifier: ISC
+# Facts about the package: recipe, install rules, groups that come with it, system call filter.
+# shellcheck shell=dash disable=SC2154
+
+# make knows no path with a space; the checkout's may have one.
+recipe() {
+	[ -d "$work/tree" ] || {
+		mkdir -p "$work/tree" "$work/image"
+		tar -C "$tree" --exclude=./build --exclude=./.git -cf - . | tar -C "$work/tree" -xf -
+	}
+	make -s -C "$work/tree/packaging/openwrt" TOPDIR="$work/tree/tests/packaging/sdk" \
+		WORK="$work" "$@"
+}
+
+recipeAndInstallRulesAgree() {
+	needs cmake make cc
+	mkdir "$work/project"
+	echo 'int main(void) { return 0; }' >"$work/project/main.c"
+	cat >"$work/project/CMakeLists.txt" <<-END
+		cmake_minimum_required(VERSION 3.22)
+		project(stub C)
+		add_executable(kelvantorium main.c)
+		add_subdirectory("$tree/packaging" packaging)
+	END
+	{
+		cmake -S "$work/project" -B "$work/build" -DCMAKE_INSTALL_PREFIX=/usr \
+			-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=aarch64
+		cmake --build "$work/build"
+		DESTDIR=$work/image cmake --install "$work/build"
+		recipe recipe
+	} >"$work/log"
+	(cd "$work/package" && find . -type f | LC_ALL=C sort) | diff "$tests/installed" - ||
+		fail "the package holds other files than expected"
+	[ -x "$work/package/etc/init.d/kelvantorium" ] || fail "init script cannot be executed"
+	expect "licence and version" "ISC $(sed -n 's/^project(.*VERSION \([0-9.]*\).*/\1/p' \
+		"$tree/CMakeLists.txt")" "$(cat "$work/version")"
+}
+
+# What the recipe takes along is enough, and compiled as the router's build system wants it.
+recipesSourceKeepsTheOptimisation() {
+	needs cmake make cc
+	recipe recipe configure >"$work/log"
+	objects=$(grep -c '"command".*daemon_' "$work/cmake/compile_commands.json")
+	for option in ' -Os ' ' -flto' ' -DNDEBUG '; do
+		expect "objects with $option" "$objects" \
+			"$(grep -c -e "\"command\".*$option.*daemon_" "$work/cmake/compile_commands.json")"
+	done
+	expect "objects with another level" 0 \
+		"$(grep -c -e ' -O[0-3]' "$work/cmake/compile_commands.json" || true)"
+	grep -q '"kelvantorium [0-9.]* 1-' "$work/cmake/version.c" || fail "build is not named"
+}
+
+# In the package manager's order: the files are there, the groups are made, the script runs. The
+# parts of USERID are user:group, where "=" and a number may follow each.
+accessGroupsComeWithThePackage() {
+	needs make
+	recipe recipe >"$work/log"
+	cp -r "$files/acl.d" "$work/root/usr/share/"
+	# shellcheck disable=SC2013
+	for part in $(sed -n 's/^ *USERID:=//p' "$work/control"); do
+		expect "user" "" "${part%%:*}"
+		group=${part#*:}
+		# shellcheck source=/dev/null
+		(. "$tests/functions.sh" && group_add_next "${group%%=*}")
+	done
+	PATH=$tests/stubs:$PATH IPKG_INSTROOT=$work/root busybox ash "$work/postinst"
+	expect "brokers told while an image is built" 0 "$(calls killall)"
+	PATH=$tests/stubs:$PATH IPKG_INSTROOT='' busybox ash "$work/postinst"
+	groupsAreGranted
+}
+
+filtersHoldWhatTheirArchitectureHas() {
+	needs cmake python3
+	while read -r processor architecture; do
+		rm -f "$work/filter.json"
+		cmake -DPROCESSOR="$processor" -DFILTER="$work/filter.json" \
+			-P "$tree/packaging/openwrt/filter.cmake"
+		[ -z "$architecture" ] || python3 "$tests/filter.py" check "$architecture" \
+			"$work/filter.json" "$tree/packaging/openwrt/syscalls"
+		[ -n "$architecture" ] || [ ! -e "$work/filter.json" ] || fail "a filter for $processor"
+	done <<-END
+		aarch64 aarch64
+		armv7l arm
+		mipsel mips
+		x86_64 x86_64
+		mips64
+		powerpc
+	END
+}
+
+# The manager's reading of the filter, whatever it is, lets the daemon live and nothing else.
+daemonLivesUnderItsFilter() {
+	needs cmake python3
+	filter=$work/root/etc/seccomp/kelvantorium.json
+	cmake -DPROCESSOR="$(uname -m)" -DFILTER="$filter" -P "$tree/packaging/openwrt/filter.cmake"
+	[ -e "$filter" ] || fail "no filter for $(uname -m): this cannot be checked here"
+	cp "$tests/filter.py" "$work/" # the prefix is words
+	expect "allowed calls" fine "$(python3 "$work/filter.py" run "$filter" busybox echo fine)"
+	status=0
+	python3 "$work/filter.py" run "$filter" busybox kill -0 $$ || status=$?
+	expect "status after a forbidden call (SIGSYS)" 159 "$status"
+	"$BUILD/router" --daemon "$BUILD/kelvantorium-fast" \
+		--daemon-prefix "python3 $work/filter.py run $filter" sh "$tests/life.sh" >"$work/log"
+}
+
+measuredCallsMissingFromTheFilterAreFound() {
+	measure=$tree/packaging/openwrt/measure-syscalls
+	cat >"$work/trace" <<-END
+		12 openat(AT_FDCWD, "/etc/config/kelvantorium", O_RDONLY <unfinished ...>
+		13 epoll_wait(4,  <unfinished ...>
+		12 <... openat resumed>) = 5
+	END
+	expect "names" "epoll_wait openat " "$("$measure" names "$work/trace" | tr '\n' ' ')"
+	"$measure" check "$work/trace"
+	echo '12 reboot(1) = 0' >>"$work/trace"
+	if "$measure" check "$work/trace" 2>"$work/log"; then fail "reboot is let pass"; fi
+	grep -q 'reboot' "$work/log" || fail "reboot is not named"
+	: >"$work/trace"
+	if "$measure" check "$work/trace" 2>"$work/log"; then fail "an empty trace passes"; fi
+}
