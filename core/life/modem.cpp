@@ -95,8 +95,6 @@ bool modem_connectbus()
 // The first status that clients see: the settings, the start-up words and the stored counter.
 void modem_publishstart()
 {
-    (void)modem_loadlistsms(pmod);    // without a file the list stays empty
-    (void)modem_read_settings(pmod);  // without a configuration the defaults stay
     pmod->published.settings = pmod->working.settings;
     modem_info &info = pmod->working.info;
     modem_copytext(info.kelvantorium.prevstate, "init");
@@ -131,7 +129,6 @@ void modem_startworker()
 // The indicators and the radio need the AT port for themselves: the last word must be the last.
 void modem_awaitworker()
 {
-    modem_setflag(pmod->isstopping, 1);
     while (modem_getflag(pmod->istaskalive) != 0 &&
            (modem_getflag(pmod->isinitpending) != 0 || modem_getflag(pmod->isussdpending) != 0)) {
         modem_pause(idlepause);
@@ -145,6 +142,7 @@ void modem_shutdown()
     ubus_free(pmod->ubusctx);
     modem_unwatchtraceswitch();
     uloop_done();
+    modem_setflag(pmod->isstopping, 1);
     modem_awaitworker();
     (void)modem_applyledlevel(pmod, nullptr, 0, "init");
     (void)modem_applyslotled(pmod, nullptr, "0000", "init");
@@ -171,6 +169,8 @@ int modem()
     }
     (void)modem_preparereply();
     modem_settracing(modem_istracewanted());
+    (void)modem_loadlistsms(pmod);    // without a file the list stays empty
+    (void)modem_read_settings(pmod);  // without a configuration the defaults stay
     modem_publishstart();
     modem_ltedown(pmod);
     modem_setflag(pmod->isltedown, 1);

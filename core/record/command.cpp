@@ -11,7 +11,7 @@
 int modem_sendcommand(modem_state *pmod, modem_command command)
 {
     if (modem_getflag(pmod->istaskalive) == 0) {
-        errno = EBADF;  // nobody reads the pipe, and its descriptors may be others' by now
+        errno = EBADF;  // the worker never came to its pipe, or has ended and closed it
         return -1;
     }
     const std::uint32_t word = command;
