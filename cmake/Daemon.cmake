@@ -29,6 +29,7 @@ add_library(daemon_objects OBJECT
     core/record/transition.cpp
     indicators/gpio.cpp
     indicators/leds.cpp
+    indicators/adc.cpp
     indicators/slots.cpp
     monitor/defaults.cpp
     monitor/gnss.cpp
@@ -46,6 +47,7 @@ add_library(daemon_objects OBJECT
     sms/send.cpp
     sms/submit.cpp
     sms/text.cpp
+    sms/storage.cpp
 )
 add_library(daemon_main OBJECT core/life/main.cpp)
 

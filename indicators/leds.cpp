@@ -6,6 +6,7 @@
 
 #include "core/record/text.h"
 #include "indicators/gpio.h"
+#include "monitor/signal.h"
 
 namespace
 {
@@ -31,8 +32,6 @@ constexpr modem_slotpattern slotpatterns[] = {
     {"0100", "0001"},
 };
 // clang-format on
-
-constexpr const char *levelwords[] = {"no signal", "weak", "medium", "good", "excellent"};
 
 // The colour of one bicolour LED.
 const char *modem_colour(char red, char green)
@@ -105,7 +104,7 @@ int modem_applyledlevel(modem_state *pmod, modem_info *target, int level, const 
                            level > 3 ? '1' : '0', '\0'};
     char purpose[64];
     modem_settext(purpose, "set led [%s] info.modem.network.level",
-                  levelwords[level >= 0 && level < 4 ? level : 4]);
+                  modem_levelwords[level >= 0 && level < 4 ? level : 4].data());
     return modem_setlines(pmod, target, prevstate, levelleds, levels, purpose);
 }
 

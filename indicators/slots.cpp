@@ -4,29 +4,11 @@
 
 #include "at/ask.h"
 #include "at/sendat.h"
-#include "core/record/cursor.h"
 #include "core/record/text.h"
+#include "indicators/adc.h"
 
 namespace
 {
-
-// What a reading at or above `least` means; the reading is in the modem's own units.
-struct modem_adcband {
-    std::uint32_t least;
-    int slotmask;
-};
-
-constexpr modem_adcband adcbands[] = {{1390, 3}, {1010, 2}, {770, 1}, {0, 0}};
-
-constexpr bool modem_isdescending()
-{
-    for (std::size_t i = 1; i < std::size(adcbands); i++) {
-        if (adcbands[i].least >= adcbands[i - 1].least) return false;
-    }
-    return adcbands[std::size(adcbands) - 1].least == 0;
-}
-
-static_assert(modem_isdescending(), "bands descend to 0");
 
 constexpr char inserted[] = "inserted";
 constexpr char empty[] = "empty";
@@ -37,27 +19,17 @@ int modem_getslotmask(const modem_info &info)
            (std::string_view(info.modem.slot2_state) == inserted ? 2 : 0);
 }
 
-bool modem_readadc(std::string_view reply, std::uint32_t &value)
-{
-    modem_cursor at = {reply};
-    if (!modem_skippast(at, "+CADC:")) return false;
-    const std::optional<std::string_view> line = modem_takeuntil(at, '\r');
-    return line && modem_readnumber(*line, value);
-}
-
 }  // namespace
 
 int modem_getslotstate(modem_state *pmod, modem_info *target, const char *prevstate)
 {
-    if (modem_ask(pmod, target, prevstate, "AT+CADC=2", "get info.modem.slot[1..2]_state") != 0)
+    if (modem_ask(pmod, target, prevstate, "AT+CADC=2", "get info.modem.slot[1..2]_state") !=
+        modematOk)
         return -1;
-    std::uint32_t value = 0;
-    if (!modem_readadc(modem_getreply(pmod), value)) return modem_getslotmask(*target);
-    for (const modem_adcband &band : adcbands) {
-        if (value < band.least) continue;
-        modem_copytext(target->modem.slot1_state, (band.slotmask & 1) != 0 ? inserted : empty);
-        modem_copytext(target->modem.slot2_state, (band.slotmask & 2) != 0 ? inserted : empty);
-        break;
+    const std::optional<unsigned> slotmask = modem_readslots(modem_getreply(pmod));
+    if (slotmask) {
+        modem_copytext(target->modem.slot1_state, (*slotmask & 1U) != 0 ? inserted : empty);
+        modem_copytext(target->modem.slot2_state, (*slotmask & 2U) != 0 ? inserted : empty);
     }
     return modem_getslotmask(*target);
 }

@@ -43,7 +43,7 @@ constexpr modem_default defaults[] = {
     {modem_group::network, FIELD(info.network.state), "disconnected"},
     {modem_group::network, FIELD(info.network.provider), "none"},
     {modem_group::network, FIELD(info.network.type), "none"},
-    {modem_group::network, FIELD(info.network.level), "no signal"},
+    {modem_group::network, FIELD(info.network.level), modem_levelwords[0]},
     {modem_group::network, FIELD(info.network.ip), "none"},
     {modem_group::network, FIELD(info.network.gateway), "none"},
     {modem_group::network, FIELD(info.network.rx_counter), "0"},

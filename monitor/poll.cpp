@@ -51,7 +51,8 @@ void modem_runpass()
     const bool issimless = modem_isword(info.kelvantorium.state, "nosim") || issimerror;
     const std::span<const modem_pollstep> steps =
         issimless ? std::span<const modem_pollstep>(simless) : operational;
-    modem_pass pass = {.isoperational = !issimless, .stateword = "op", .capacity = 0};
+    modem_pass pass = {};
+    modem_copytext(pass.stateword, issimless ? info.kelvantorium.state : "op");
     for (const modem_pollstep step : steps) {
         if (step(pmod, pass) != 0) return;
     }

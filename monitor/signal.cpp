@@ -12,8 +12,7 @@
 namespace
 {
 
-constexpr std::string_view levels[] = {"no signal", "weak", "medium", "good", "excellent"};
-constexpr unsigned levelmax = std::size(levels) - 1;
+constexpr unsigned levelmax = std::size(modem_levelwords) - 1;
 
 // The top of a level, in dBm.
 struct modem_levelbound {
@@ -128,7 +127,7 @@ std::string_view modem_findlevel(const modem_levelbound (&bounds)[levelmax], flo
     unsigned level = 0;
     while (level < levelmax && modem_ispassed(bounds[level], rssi))
         level++;
-    return levels[level];
+    return modem_levelwords[level];
 }
 
 }  // namespace
@@ -180,7 +179,7 @@ int modem_parsesysinfo(modem_status &status, std::string_view reply)
 unsigned modem_levelindex(const char *level)
 {
     unsigned index = 0;
-    while (index < levelmax && levels[index] != level)
+    while (index < levelmax && modem_levelwords[index] != level)
         index++;
     return index;
 }

@@ -31,6 +31,10 @@ void modem_parseprovider(modem_status &status, std::string_view reply);
 // info.network.type.
 int modem_parsesysinfo(modem_status &status, std::string_view reply);
 
+// The level words, by how many steps of the signal bar they light.
+inline constexpr std::string_view modem_levelwords[] = {"no signal", "weak", "medium", "good",
+                                                        "excellent"};
+
 // How many steps of the signal bar a level word lights: "no signal" 0 to "excellent" 4, as any
 // other word.
 unsigned modem_levelindex(const char *level);

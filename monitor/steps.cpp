@@ -4,7 +4,6 @@
 
 #include "at/commands.h"
 #include "at/sendat.h"
-#include "core/record/cursor.h"
 #include "core/record/flags.h"
 #include "core/record/text.h"
 #include "core/record/transition.h"
@@ -15,33 +14,16 @@
 #include "monitor/link.h"
 #include "monitor/signal.h"
 #include "sms/receive.h"
+#include "sms/storage.h"
 
 namespace
 {
 
 constexpr int endpass = 1;
 
-// A SIM card numbers its messages with one octet (TS 51.011, the record numbers of EF_SMS); what a
-// reply tells beyond that is not read.
-constexpr std::uint32_t capacitymax = 255;
-
-// No answer, as opposed to an error reply.
-bool modem_issilent(int result)
-{
-    return result == 1 || result == -1;
-}
-
 int modem_endifsilent(int result)
 {
     return modem_issilent(result) ? endpass : 0;
-}
-
-// The former state word for whoever records a failure now: fixed in "op", else what holds.
-const char *modem_getstateword(const modem_state *pmod, modem_pass &pass)
-{
-    if (!pass.isoperational)
-        modem_copytext(pass.stateword, pmod->published.info.kelvantorium.state);
-    return pass.stateword;
 }
 
 // Sends one of the poll's own commands. Silence is recorded, an error reply is the caller's.
@@ -49,7 +31,7 @@ int modem_pollask(modem_state *pmod, modem_pass &pass, const char *command, cons
 {
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
     if (modem_issilent(result)) {
-        modem_settransition(&pmod->published.info, {.prevstate = modem_getstateword(pmod, pass)},
+        modem_settransition(&pmod->published.info, {.prevstate = pass.stateword},
                             "%s: %s: didn't get answer OK", purpose, command);
     }
     return result;
@@ -87,17 +69,6 @@ int modem_pollunregistered(modem_state *pmod, modem_pass &pass)
     return endpass;
 }
 
-// The total of the first storage: "+CPMS: "SM",used,total,..."; 0 when the reply lacks it.
-std::uint32_t modem_readcapacity(std::string_view reply)
-{
-    modem_cursor at = {reply};
-    std::uint32_t capacity = 0;
-    if (!modem_takeuntil(at, ',') || !modem_takeuntil(at, ',')) return 0;
-    const std::optional<std::string_view> total = modem_takeuntil(at, ',');
-    if (!total || !modem_readnumber(*total, capacity)) return 0;
-    return capacity < capacitymax ? capacity : capacitymax;
-}
-
 }  // namespace
 
 int modem_pollussd(modem_state *pmod, modem_pass &)
@@ -111,10 +82,9 @@ int modem_pollussd(modem_state *pmod, modem_pass &)
 
 int modem_pollslots(modem_state *pmod, modem_pass &pass)
 {
-    const int slotmask =
-        modem_getslotstate(pmod, &pmod->published.info, modem_getstateword(pmod, pass));
+    const int slotmask = modem_getslotstate(pmod, &pmod->published.info, pass.stateword);
     if (slotmask < 0) return endpass;
-    return modem_endifsilent(modem_setslotled(pmod, slotmask, modem_getstateword(pmod, pass), 0));
+    return modem_endifsilent(modem_setslotled(pmod, slotmask, pass.stateword, 0));
 }
 
 int modem_pollsim(modem_state *pmod, modem_pass &)
@@ -133,14 +103,14 @@ int modem_pollgnss(modem_state *pmod, modem_pass &pass)
     if (!modem_isword(pmod->published.settings.modem.gnss.power, "on")) return 0;
     if (modem_issilent(modem_pollask(pmod, pass, "AT+CGNSSINFO", "get info.gnss"))) return endpass;
     const int fix = modem_parsegnssinfo(pmod->published, modem_getreply(pmod));
-    return modem_endifsilent(modem_setgnssled(pmod, fix, modem_getstateword(pmod, pass), 0));
+    return modem_endifsilent(modem_setgnssled(pmod, fix, pass.stateword, 0));
 }
 
 int modem_polloperator(modem_state *pmod, modem_pass &pass)
 {
     const int result = modem_pollask(pmod, pass, "AT+COPS?", "get info.gnss");  // sic
     if (modem_issilent(result)) return endpass;
-    if (result == 2) return modem_endwithoutnetwork(pmod);
+    if (result == modematError) return modem_endwithoutnetwork(pmod);
     if (!modem_isregistered(modem_getreply(pmod))) return modem_pollunregistered(pmod, pass);
     const auto &network = pmod->published.info.network;
     if (modem_isword(network.state, "disconnected")) modem_checklink(pmod);
@@ -153,7 +123,7 @@ int modem_pollradio(modem_state *pmod, modem_pass &pass)
 {
     const int result = modem_pollask(pmod, pass, "AT+CPSI?", "get info.network.state");
     if (modem_issilent(result)) return endpass;
-    if (result == 2) return modem_endwithoutnetwork(pmod);
+    if (result == modematError) return modem_endwithoutnetwork(pmod);
     if (modem_parsesysinfo(pmod->published, modem_getreply(pmod)) == 0)
         return modem_endwithoutnetwork(pmod);
     const unsigned level = modem_levelindex(pmod->published.info.network.level);
@@ -163,7 +133,7 @@ int modem_pollradio(modem_state *pmod, modem_pass &pass)
 int modem_pollcapacity(modem_state *pmod, modem_pass &pass)
 {
     const int result = modem_pollask(pmod, pass, "AT+CPMS?", "get maxcntrecvsms");
-    if (result != 0) return endpass;
+    if (result != modematOk) return endpass;
     pass.capacity = modem_readcapacity(modem_getreply(pmod));
     return 0;
 }
@@ -175,12 +145,12 @@ int modem_pollsms(modem_state *pmod, modem_pass &pass)
         const int result = modem_readsms(pmod, index, modem_attimeout);
         if (modem_issilent(result)) {
             failed = "modem_readsms() done error";
-        } else if (result == 0 && modem_issilent(modem_delsms(pmod, index, modem_attimeout))) {
+        } else if (result == modematOk &&
+                   modem_issilent(modem_delsms(pmod, index, modem_attimeout))) {
             failed = "modem_delsms() done error";
         }
         if (failed == nullptr) continue;
-        modem_settransition(&pmod->published.info, {.prevstate = modem_getstateword(pmod, pass)},
-                            "%s", failed);
+        modem_settransition(&pmod->published.info, {.prevstate = pass.stateword}, "%s", failed);
         return endpass;
     }
     return 0;

@@ -6,8 +6,7 @@
 
 // What lives for one pass.
 struct modem_pass {
-    bool isoperational;      // "op"; otherwise only slots and GNSS are watched
-    char stateword[6];       // for callees that record a failure: a copy, never the field itself
+    char stateword[6];       // before the pass, for whoever records a failure in it
     std::uint32_t capacity;  // of the SIM's SMS storage
 };
 

@@ -5,10 +5,12 @@
 
 #include "core/record/status.h"
 #include "fuzz/mutate.h"
+#include "indicators/adc.h"
 #include "monitor/defaults.h"
 #include "monitor/gnss.h"
 #include "monitor/route.h"
 #include "monitor/signal.h"
+#include "sms/storage.h"
 
 namespace
 {
@@ -107,5 +109,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     fuzzprovider(text);
     fuzzsysinfo(text);
     fuzzroute(text);
+    fuzz_require(modem_readcapacity(text) <= 255, "a place has one octet");
+    fuzz_require(modem_readslots(text).value_or(0) <= 3, "two slots");
     return 0;
 }
