@@ -13,7 +13,7 @@ int modem_ask(modem_state *pmod,
               const char *shown)
 {
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
-    if (result != 0) {
+    if (result != modematOk) {
         modem_settransition(target, {.prevstate = prevstate}, "%s: %s: didn't get answer OK",
                             purpose, shown != nullptr ? shown : command);
     }

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <syslog.h>
-#include <unistd.h>
 
+#include "core/record/descriptor.h"
 #include "core/record/paths.h"
 #include "core/record/state.h"
 
@@ -23,12 +23,6 @@ bool modem_openport(int &fd, const char *path)
 }
 
 }  // namespace
-
-void modem_closefd(int &fd)
-{
-    if (fd != -1) (void)close(fd);  // nothing can be done about a failed close
-    fd = -1;
-}
 
 int modem_comport_connect(modem_state *pmod)
 {

@@ -8,6 +8,3 @@ struct modem_state;
 // Closes what is open, opens both ports and puts them into raw, non-blocking mode. 0, or -1 with
 // the reason logged; then no transaction runs until the next call. Worker, does not block.
 int modem_comport_connect(modem_state *pmod);
-
-// Closes a descriptor unless it is -1, and makes it -1.
-void modem_closefd(int &fd);

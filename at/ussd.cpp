@@ -4,11 +4,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <span>
 #include <syslog.h>
 
-#include "at/sendat.h"
-#include "at/timer.h"
+#include "at/await.h"
 #include "core/record/cursor.h"
 #include "core/record/state.h"
 #include "core/record/text.h"
@@ -19,7 +17,6 @@ namespace
 {
 
 constexpr unsigned answertimeout = 30000;  // ms
-constexpr int undecided = -2;
 
 // In order of precedence. A complete answer line ends in its data coding scheme; those two say that
 // the quoted text is UCS2.
@@ -38,15 +35,8 @@ constexpr modem_ussdmarker markers[] = {
     {"+CMS ERROR:", "none", "get answer +CMS ERROR", LOG_ERR, 2, false},
 };
 
-// What the call has received so far.
-struct modem_ussdinput {
-    char text[modem_atreplymax + 1];
-    std::size_t length;
-};
-
 int modem_finish(modem_state *pmod, const char *answer, int result)
 {
-    (void)modem_resettimer(pmod->fdtimerat2);
     modem_copytext(pmod->working.info.ussd.answer, answer);
     modem_copytext(pmod->working.info.ussd.state, "stopped");
     return result;
@@ -88,19 +78,20 @@ int modem_finishdecoded(modem_state *pmod,
     return result;
 }
 
-int modem_takeussd(modem_state *pmod, modem_ussdinput &input)
+int modem_finishmatched(modem_state *pmod,
+                        const modem_ussdmarker &marker,
+                        std::string_view received)
 {
-    std::uint8_t chunk[modem_atreplymax];
-    const int nbytes = modem_readchunk(pmod->fdcom2, chunk);
-    if (nbytes < 0) return modem_fail(pmod, "read()");
-    input.length =
-        modem_accumulate(input.text, input.length, {chunk, static_cast<std::size_t>(nbytes)});
-    const std::string_view received(input.text, input.length);
-    const modem_ussdmarker *marker = modem_classifyussd(received);
-    if (marker == nullptr) return undecided;
-    if (marker->answer == nullptr) return modem_finishdecoded(pmod, *marker, received);
-    syslog(marker->priority, "modem_getussdanswer: %s", marker->log);
-    return modem_finish(pmod, marker->answer, marker->result);
+    if (marker.answer == nullptr) return modem_finishdecoded(pmod, marker, received);
+    syslog(marker.priority, "modem_getussdanswer: %s", marker.log);
+    return modem_finish(pmod, marker.answer, marker.result);
+}
+
+modem_match modem_matchussd(std::string_view received, void *seeker)
+{
+    const modem_ussdmarker *&found = *static_cast<const modem_ussdmarker **>(seeker);
+    found = modem_classifyussd(received);
+    return found != nullptr ? modem_match::complete : modem_match::none;
 }
 
 }  // namespace
@@ -124,19 +115,20 @@ int modem_getussdanswer(modem_state *pmod)
         syslog(LOG_ERR, "modem_getussdanswer: pmod->ismodemconnect2 is NULL");
         return modem_finish(pmod, "none", -1);
     }
-    (void)modem_resettimer(pmod->fdtimerat2);
-    (void)modem_settimer(pmod->fdtimerat2, answertimeout);
-    modem_ussdinput input = {};
-    for (;;) {
-        if (poll(pmod->pollussd, 2, -1) < 0) {
-            if (errno == EINTR) continue;
-            return modem_fail(pmod, "poll()");
-        }
-        if (pmod->pollussd[0].revents != 0) {
-            const int result = modem_takeussd(pmod, input);
-            if (result != undecided) return result;
-        }
-        if (pmod->pollussd[1].revents != 0)
+    std::uint8_t chunk[modem_atreplymax];
+    modem_replytext text = "";
+    std::int32_t length = 0;
+    const modem_ussdmarker *found = nullptr;
+    const modem_waitend end =
+        modem_await({pmod->pollussd, chunk, text, length, modem_matchussd, &found}, answertimeout);
+    switch (end) {
+        case modem_waitend::matched:
+            return modem_finishmatched(pmod, *found, {text, static_cast<std::size_t>(length)});
+        case modem_waitend::expired:
             return modem_finish(pmod, "response timeout expired", 1);
+        case modem_waitend::pollfailed:
+        case modem_waitend::readfailed:
+            break;
     }
+    return modem_fail(pmod, modem_failedcall(end));
 }

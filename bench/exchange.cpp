@@ -12,6 +12,7 @@
 #include "at/port.h"
 #include "at/sendat.h"
 #include "bench/table.h"
+#include "core/record/descriptor.h"
 #include "core/record/state.h"
 
 namespace

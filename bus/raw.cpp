@@ -81,8 +81,8 @@ int modem_startussd(const modem_request &request, const char *client, const char
     char command[modem_commandmax];
     modem_settext(command, "AT+CUSD=1,\"%s\",15", code);
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
-    if (result == 0) return modem_awaitanswer(request, client, code, command);
-    if (result != -1) return modem_replyresult(request, "error: got answer ERROR");
+    if (result == modematOk) return modem_awaitanswer(request, client, code, command);
+    if (result != modematFailed) return modem_replyresult(request, "error: got answer ERROR");
     modem_settransition(&pmod->published.info, {.prevstate = "op"},
                         "%s_client call ussd_send: %s: didn't get answer OK", client, command);
     return modem_replyresult(request, "error: %s: didn't get answer OK", command);
@@ -97,12 +97,12 @@ int modem_atsend(
     blob_attr *arguments[std::size(modem_atsendpolicy)];
     if (modem_refusemissing(request, modem_atsendpolicy, arguments, msg)) return 0;
     if (modem_refuseinit(request)) return 0;
-    char command[81];
+    modem_argumenttext command;
     if (modem_refuseempty(request, "cmd", arguments[1], command)) return 0;
     modem_clientname client;
     if (modem_refuseclient(request, arguments[0], client)) return 0;
     const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
-    if (result == 0 || result == 2) return modem_replyanswer(request);
+    if (!modem_issilent(result)) return modem_replyanswer(request);
     modem_info &info = pmod->published.info;
     modem_settransition(&info, {.prevstate = info.kelvantorium.state},
                         "%s_client call at_send: %s: didn't get answer", client, command);

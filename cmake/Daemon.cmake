@@ -4,6 +4,7 @@ find_package(Threads REQUIRED)
 
 add_library(daemon_objects OBJECT
     at/ask.cpp
+    at/await.cpp
     at/port.cpp
     at/reply.cpp
     at/sendat.cpp
@@ -23,13 +24,14 @@ add_library(daemon_objects OBJECT
     core/life/worker.cpp
     core/record/command.cpp
     core/record/cursor.cpp
+    core/record/descriptor.cpp
     core/record/pause.cpp
     core/record/pmod.cpp
     core/record/trace.cpp
     core/record/transition.cpp
+    indicators/adc.cpp
     indicators/gpio.cpp
     indicators/leds.cpp
-    indicators/adc.cpp
     indicators/slots.cpp
     monitor/defaults.cpp
     monitor/gnss.cpp
@@ -45,9 +47,9 @@ add_library(daemon_objects OBJECT
     sms/parts.cpp
     sms/receive.cpp
     sms/send.cpp
+    sms/storage.cpp
     sms/submit.cpp
     sms/text.cpp
-    sms/storage.cpp
 )
 add_library(daemon_main OBJECT core/life/main.cpp)
 

@@ -171,7 +171,8 @@ std::string_view modem_getword(std::string_view reply, const char *marker)
 
 int modem_initcommand(modem_state *pmod, const modem_initstep &step)
 {
-    if (modem_ask(pmod, &pmod->working.info, "init", step.command, step.purpose, step.shown) != 0)
+    if (modem_ask(pmod, &pmod->working.info, "init", step.command, step.purpose, step.shown) !=
+        modematOk)
         return -1;
     if (step.into != nullptr) {
         const std::string_view word = modem_getword(modem_getreply(pmod), step.after);

@@ -43,12 +43,12 @@ constexpr modem_simlock simlocks[] = {
 // An indicator's result that ends the run: everything, or everything but an error reply.
 int modem_unlessok(int result)
 {
-    return result == 0 ? 0 : -1;
+    return result == modematOk ? 0 : -1;
 }
 
 int modem_unlessanswered(int result)
 {
-    return result == 0 || result == 2 ? 0 : -1;
+    return modem_issilent(result) ? -1 : 0;
 }
 
 // The rest of the line after "+CPIN: "; empty when the reply has none.
@@ -85,8 +85,8 @@ int modem_initgnssmode(modem_state *pmod)
     for (unsigned tries = 0; tries < gnsstriesmax; tries++) {
         modem_pauseunless(pmod->isstopping, gnsspause);
         const int result = modem_sendat(pmod, command, modem_atok, modem_attimeout, 1);
-        if (result == 0) return 0;
-        if (result != 2 || modem_getflag(pmod->isstopping) != 0) break;
+        if (result == modematOk) return 0;
+        if (result != modematError || modem_getflag(pmod->isstopping) != 0) break;
     }
     modem_settransition(&pmod->working.info, {.prevstate = init},
                         "set %s settings.modem.gnss.mode: %s: didn't get answer OK", mode, command);
@@ -136,7 +136,7 @@ int modem_initcard(modem_state *pmod)
 int modem_initsimlock(modem_state *pmod)
 {
     modem_info *target = &pmod->working.info;
-    if (modem_ask(pmod, target, init, simlockcommand, simlockpurpose) != 0) return -1;
+    if (modem_ask(pmod, target, init, simlockcommand, simlockpurpose) != modematOk) return -1;
     char code[simlockmax];
     modem_getsimlock(modem_getreply(pmod), code);
     if (modem_isword(code, "READY")) return 0;
@@ -165,7 +165,7 @@ int modem_initclearcontexts(modem_state *pmod)
     for (unsigned context = 1; context <= contextmax; context++) {
         char command[modem_commandmax];
         modem_settext(command, "AT+CGDCONT=%u", context);
-        if (modem_ask(pmod, &pmod->working.info, init, command, "delete PDP context") != 0)
+        if (modem_ask(pmod, &pmod->working.info, init, command, "delete PDP context") != modematOk)
             return -1;
     }
     return 0;

@@ -142,7 +142,7 @@ bool modem_acceptpart(const modem_headerform &form, modem_deliver &message)
     const unsigned at = form.udhl;
     modem_trace("modem_readsms: TP-UDH[%u](count parts)=0x%02X\n", at - 1, message.countparts);
     modem_trace("modem_readsms: TP-UDH[%u](num part)=0x%02X\n", at, message.part);
-    if (message.part > modem_longpartsmax) {
+    if (message.part > modem_smspartsmax) {
         modem_trace("modem_readsms: ERROR TP-UDH[%u](num part)=0x%02X > 0x06\n", at, message.part);
         return false;
     }
@@ -150,7 +150,7 @@ bool modem_acceptpart(const modem_headerform &form, modem_deliver &message)
         modem_trace("modem_readsms: ERROR TP-UDH[%u](num part)=0x%02X < 0x01\n", at, message.part);
         return false;
     }
-    if (message.countparts > modem_longpartsmax) message.countparts = modem_longpartsmax;
+    if (message.countparts > modem_smspartsmax) message.countparts = modem_smspartsmax;
     message.islong = message.countparts > 1;
     return true;
 }
@@ -243,21 +243,21 @@ bool modem_decodetext(const modem_pdu &pdu, std::uint8_t dcs, modem_deliver &mes
 
 }  // namespace
 
-int modem_findpdu(std::string_view reply, std::optional<std::string_view> &hex)
+bool modem_findpdu(std::string_view reply, std::optional<std::string_view> &hex)
 {
     hex.reset();
     const std::size_t end = modem_findnocase(reply, "\r\n\r\nOK");
     if (end == std::string_view::npos) {
         modem_trace("modem_readsms: \"\\r\\n\\r\\nOK\" not found\n");
-        return 2;
+        return false;
     }
     modem_cursor at = {{reply.data(), end}};
     if (!modem_skippastnocase(at, "+CMGR:")) {
         modem_trace("modem_readsms: \"+CMGR:\" not found\n");
-        return 2;
+        return false;
     }
     if (modem_skippast(at, "\n")) hex = at.rest;
-    return 0;
+    return true;
 }
 
 bool modem_decodedeliver(std::string_view hex,

@@ -9,13 +9,13 @@
 #include <span>
 #include <string_view>
 
-constexpr unsigned modem_longpartsmax = 6;  // parts of a message that are kept
+#include "core/record/limits.h"
 
 struct modem_deliver {
     char sender[16];
-    char timestamp[20];  // dd-mm-20yy hh:mm:ss
-    char text[161];      // CP1251
-    unsigned length;     // characters decoded into `text`, a NUL among them included
+    char timestamp[20];   // dd-mm-20yy hh:mm:ss
+    modem_parttext text;  // CP1251
+    unsigned length;      // characters decoded into `text`, a NUL among them included
 
     // Long messages only: whoever announces a single part, or none, is complete.
     bool islong;
@@ -24,9 +24,9 @@ struct modem_deliver {
     unsigned part;            // 1 to 6
 };
 
-// The hexadecimal text of the PDU in a reply to AT+CMGR. 0: found, or null when there is a header
-// line and nothing behind it; 2: no message in the reply.
-int modem_findpdu(std::string_view reply, std::optional<std::string_view> &hex);
+// The hexadecimal text of the PDU in a reply to AT+CMGR; null when there is a header line and
+// nothing behind it. False when the reply has no message.
+bool modem_findpdu(std::string_view reply, std::optional<std::string_view> &hex);
 
 // Decodes the octets of a PDU, `hex` being the same PDU as text. False when the message does not
 // fit the profile and is to be dropped; the cause is traced.

@@ -44,8 +44,8 @@ int modem_sendtoall()
     const int count = modem_splitsmsnumbers(pmod->sms_number, pmod->sms_numbers);
     for (int i = 0; i < count; i++) {
         const int sent = modem_sendsmsinpdu(pmod, pmod->sms_numbers[i], modem_attimeout);
-        if (sent == -1) return -1;
-        if (sent != 0) result = 1;
+        if (sent == modematFailed) return -1;
+        if (sent != modematOk) result = 1;
     }
     return result;
 }

@@ -5,10 +5,6 @@
 #include "core/record/text.h"
 #include "core/record/trace.h"
 
-static_assert(sizeof(sms_entry::text) ==
-                  modem_smspartsmax * (sizeof(longsms_entry::parts[0]) - 1) + 1,
-              "a text holds all parts of a long message");
-
 int modem_isfindsms(modem_state *pmod, const std::uint8_t (&randref)[2], longsms_entry **entry)
 {
     if (entry == nullptr) {
@@ -25,7 +21,7 @@ int modem_isfindsms(modem_state *pmod, const std::uint8_t (&randref)[2], longsms
     return 0;
 }
 
-unsigned modem_joinparts(longsms_entry &entry, unsigned countparts, char (&text)[961])
+unsigned modem_joinparts(longsms_entry &entry, unsigned countparts, modem_smstext &text)
 {
     unsigned length = 0;
     text[0] = '\0';

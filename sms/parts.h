@@ -14,4 +14,4 @@ int modem_isfindsms(modem_state *pmod, const std::uint8_t (&randref)[2], longsms
 
 // Joins the texts of parts 1 to `countparts` (at most 6) and frees the entry; the part texts stay
 // in it. The characters joined.
-unsigned modem_joinparts(longsms_entry &entry, unsigned countparts, char (&text)[961]);
+unsigned modem_joinparts(longsms_entry &entry, unsigned countparts, modem_smstext &text);

@@ -70,9 +70,9 @@ bool loggedindexes[256];
 void modem_notedeletion(int index, int result)
 {
     bool &islogged = loggedindexes[static_cast<unsigned>(index) % std::size(loggedindexes)];
-    if (result == 2 && !islogged)
+    if (result == modematError && !islogged)
         syslog(LOG_ERR, "modem_delsms: index %d: not deleted, will be read again", index);
-    if (result == 0 || result == 2) islogged = result == 2;
+    if (!modem_issilent(result)) islogged = result == modematError;
 }
 
 }  // namespace
@@ -82,16 +82,16 @@ int modem_readsms(modem_state *pmod, int index, unsigned timeout)
     char command[modem_commandmax];
     modem_settext(command, "AT+CMGR=%d", index);
     const int result = modem_sendat(pmod, command, modem_atok, timeout, 1);
-    if (result != 0) return result;
-    if (pmod->atanswerlen <= bareanswer) return 2;
+    if (result != modematOk) return result;
+    if (pmod->atanswerlen <= bareanswer) return modematError;
     std::optional<std::string_view> hex;
-    const int found = modem_findpdu(modem_getreply(pmod), hex);
-    if (found != 0 || !hex) return found;
+    if (!modem_findpdu(modem_getreply(pmod), hex)) return modematError;
+    if (!hex) return modematOk;
     modem_trace("modem_readsms: nbytes=%zu\n", hex->size());
     const std::size_t count = modem_hextobin(*hex, pmod->pdu_octets);
     modem_deliver part;
     if (modem_decodedeliver(*hex, {pmod->pdu_octets, count}, part)) modem_takein(pmod, part);
-    return 0;
+    return modematOk;
 }
 
 int modem_delsms(modem_state *pmod, int index, unsigned timeout)

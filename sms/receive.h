@@ -6,11 +6,11 @@
 
 struct modem_state;
 
-// Reads the message at a storage index into the ring, or holds it as a part of a long one. 0: the
-// index held a message, stored, held or dropped, and is to be deleted; 2: nothing usable there; 1
-// or -1: no answer.
+// Reads the message at a storage index into the ring, or holds it as a part of a long one.
+// modematOk: the index held a message, stored, held or dropped, and is to be deleted; modematError:
+// nothing usable there; else no answer.
 int modem_readsms(modem_state *pmod, int index, unsigned timeout);
 
-// Deletes the message at a storage index. Result as modem_sendat; a refusal (2) is logged, once
+// Deletes the message at a storage index. Result as modem_sendat; a refusal is logged, once
 // until a deletion there succeeds, for the message will be read and stored again.
 int modem_delsms(modem_state *pmod, int index, unsigned timeout);

@@ -12,7 +12,6 @@ namespace
 {
 
 constexpr char endofpdu = 0x1A;  // Ctrl-Z
-constexpr int rejected = 2;      // as when the modem answers with an error
 
 }  // namespace
 
@@ -20,13 +19,13 @@ int modem_sendsmsinpdu(modem_state *pmod, const char *number, unsigned timeout)
 {
     char pdu[modem_pdumax];
     int length = 0;
-    if (modem_getpdupack(number, pmod->sms_text, pdu, length) != 0) return rejected;
+    if (modem_getpdupack(number, pmod->sms_text, pdu, length) != 0) return modematError;
     modem_trace("modem_sendsmsinpdu: PDU-pack: %s\n", pdu);
     modem_trace("modem_sendsmsinpdu: PDU length without SCA: %d\n", length);
     char command[modem_commandmax];
     modem_settext(command, "AT+CMGS=%d", length);
     const int result = modem_sendat(pmod, command, ">", timeout, 1);
-    if (result != 0) return result;
+    if (result != modematOk) return result;
     char ended[modem_pdumax];
     modem_settext(ended, "%s%c", pdu, endofpdu);
     return modem_sendat(pmod, ended, modem_atok, timeout, 1);

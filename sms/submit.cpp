@@ -19,7 +19,7 @@ constexpr char pduhead[] = "000100";
 constexpr char pduprotocol[] = "0008";  // TP-PID 0, TP-DCS UCS2
 
 constexpr unsigned addresshead = 4;  // characters before the digits of an address field
-constexpr unsigned ucs2max = 80 * 4 + 1;
+constexpr unsigned ucs2max = modem_argumentmax * 4 + 1;
 
 static_assert(sizeof(pduhead) + modem_addressmax + sizeof(pduprotocol) + 2 + ucs2max <=
                   modem_pdumax,
@@ -47,9 +47,10 @@ std::size_t modem_keepdigits(const char *phone, char (&digits)[modem_addressmax 
 
 }  // namespace
 
-int modem_splitsmsnumbers(const char (&list)[81], char (&numbers)[5][81])
+int modem_splitsmsnumbers(const modem_argumenttext &list,
+                          modem_argumenttext (&numbers)[modem_smsnumbersmax])
 {
-    for (char(&number)[81] : numbers)
+    for (modem_argumenttext &number : numbers)
         number[0] = '\0';
     std::string_view rest = list;
     std::ptrdiff_t count = 0;
@@ -86,7 +87,7 @@ int modem_getdafield(const char *phone, char (&field)[modem_addressmax], bool in
 }
 
 int modem_getpdupack(const char *number,
-                     const char (&text)[81],
+                     const modem_argumenttext &text,
                      char (&pdu)[modem_pdumax],
                      int &length)
 {

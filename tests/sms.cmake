@@ -1,13 +1,10 @@
 # SPDX-License-Identifier: ISC
-# The SMS subsystem and the exchanges with the modem; in the sandbox, whose /root takes the list
-# file.
+# The SMS subsystem; in the sandbox, whose /root takes the list file.
 if(NOT KELVANTORIUM_ROUTER)
     return()
 endif()
 
 add_executable(sms_tests
-    at/sendat_test.cpp
-    at/ussd_test.cpp
     sms/deliver_test.cpp
     sms/list_test.cpp
     sms/receive_test.cpp

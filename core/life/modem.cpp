@@ -12,7 +12,6 @@
 #include <libubus.h>
 
 #include "at/commands.h"
-#include "at/port.h"
 #include "at/sendat.h"
 #include "bus/object.h"
 #include "bus/request.h"
@@ -21,6 +20,7 @@
 #include "core/life/thread.h"
 #include "core/life/worker.h"
 #include "core/record/command.h"
+#include "core/record/descriptor.h"
 #include "core/record/flags.h"
 #include "core/record/paths.h"
 #include "core/record/pause.h"

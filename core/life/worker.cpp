@@ -8,10 +8,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "at/port.h"
 #include "at/ussd.h"
 #include "config/init.h"
 #include "core/record/command.h"
+#include "core/record/descriptor.h"
 #include "core/record/flags.h"
 #include "core/record/pause.h"
 #include "core/record/state.h"

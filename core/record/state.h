@@ -10,20 +10,15 @@
 #include <pthread.h>
 #include <termios.h>
 
+#include "core/record/limits.h"
 #include "core/record/status.h"
 
 struct ubus_context;
 
-constexpr unsigned modem_atreplymax = 560;  // characters of one reply
-constexpr unsigned modem_smslistmax = 32;
-constexpr unsigned modem_longsmsmax = 5;
-constexpr unsigned modem_smspartsmax = 6;
-constexpr unsigned modem_smsnumbersmax = 5;
-
 struct sms_entry {
     char phone[16];
     char timestamp[20];  // dd-mm-20yy hh:mm:ss
-    char text[961];      // CP1251, six parts of 160 characters
+    modem_smstext text;  // CP1251, all parts joined
 };
 
 // Its octets are the list file's image.
@@ -36,7 +31,7 @@ struct longsms_entry {
     std::uint32_t recvparts;
     std::uint8_t randref[2];  // (0, 0): a free entry
     char timestamp[20];
-    char parts[modem_smspartsmax][161];
+    modem_parttext parts[modem_smspartsmax];
 };
 
 static_assert(sizeof(sms_entry) == 997, "an entry of the list file has 997 octets");
@@ -64,8 +59,8 @@ struct modem_state {
 
     std::uint32_t reinitcounter;
 
-    char sms_number[81];  // recipients of the request, separated by ';'
-    char sms_text[81];    // CP1251
+    modem_argumenttext sms_number;  // recipients of the request, separated by ';'
+    modem_argumenttext sms_text;    // CP1251
 
     int fdcmd[2];  // command pipe: read end, write end
     pollfd pollcmd;
@@ -82,12 +77,12 @@ struct modem_state {
     termios oldtio;
     termios oldtio2;
 
-    char sms_numbers[modem_smsnumbersmax][81];
+    modem_argumenttext sms_numbers[modem_smsnumbersmax];
     char atcmd[512];
-    char atanswer[modem_atreplymax + 1];
+    modem_replytext atanswer;
     std::int32_t atanswerlen;
     std::uint8_t atchunk[modem_atreplymax];
-    std::uint8_t pdu_octets[231];
+    std::uint8_t pdu_octets[modem_pduoctetsmax];
 
     ::sms_list sms_list;
     longsms_entry longsms_table[modem_longsmsmax];

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "at/await.h"
 #include "tests/at/rig.h"
 
 namespace
@@ -57,7 +58,7 @@ TEST(sendat, resultFollowsTheReply)
 
 TEST(sendat, chunkThatDoesNotFitStartsAnew)
 {
-    char text[561] = {};
+    modem_replytext text = "";
     const auto add = [&](std::size_t length, const std::string &chunk) {
         return modem_accumulate(
             text, length, {reinterpret_cast<const std::uint8_t *>(chunk.data()), chunk.size()});

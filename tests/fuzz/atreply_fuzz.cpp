@@ -5,15 +5,15 @@
 #include <memory>
 #include <string>
 
+#include "at/await.h"
 #include "at/reply.h"
-#include "at/sendat.h"
 #include "at/ussd.h"
 #include "fuzz/mutate.h"
 
 namespace
 {
 
-constexpr std::size_t most = 560;  // characters of a reply
+constexpr std::size_t most = modem_atreplymax;
 
 std::string lower(std::string_view text)
 {
