@@ -46,7 +46,10 @@ if(NOT platform_found)  # of the bundled libraries: the genuine ones are not our
         ${platform}/ubusd/request.c)
     target_compile_definitions(fuzz_broker PRIVATE _GNU_SOURCE)
     target_include_directories(fuzz_broker SYSTEM PUBLIC ${platform} ${platform}/include)
-    add_fuzz_target(busmessage fuzz_broker)
+    set(wrapped uci_alloc_context ubus_add_object ubus_lookup_id
+        _Z17modem_savelistsmsP11modem_state _Z12modem_sendatP11modem_statePKcS2_ji)
+    list(TRANSFORM wrapped PREPEND -Wl,--wrap=)
+    add_fuzz_target(busmessage fuzz_broker ${wrapped})
     add_fuzz_target(settings -Wl,--wrap=uci_alloc_context)
     add_fuzz_target(uci)
 endif()

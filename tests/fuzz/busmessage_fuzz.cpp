@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: ISC
-// Octets on the bus: to an object's owner from the broker, and to the broker from a client. Both
+// Octets on the bus: to the daemon's object from the broker, and to the broker from a client. Both
 // answer with sound messages and keep nothing of a client that has gone.
-#include <array>
 #include <fcntl.h>
 #include <linux/sockios.h>
 #include <string>
@@ -16,8 +15,9 @@ extern "C" {
 #include <ubusd/ubusd.h>
 }
 
+#include "bus/object.h"
+#include "fuzz/daemon.h"
 #include "fuzz/mutate.h"
-#include "support/scratch.h"
 
 namespace
 {
@@ -48,30 +48,22 @@ void readfields(blob_attr *table, int depth)
     }
 }
 
-constexpr blobmsg_policy policy[] = {
-    {"client", BLOBMSG_TYPE_STRING}, {"n", BLOBMSG_TYPE_INT32}, {"any", BLOBMSG_TYPE_UNSPEC}};
-
-int handle(ubus_context *context,
-           ubus_object *,
-           ubus_request_data *request,
-           const char *method,
-           blob_attr *message)
+// Every reply begins with its result.
+void checkreply(blob_attr *reply)
 {
-    std::array<blob_attr *, std::size(policy)> found = {};
-    fuzz_require(std::string_view(method) == "m", "the method that was asked for");
-    (void)blobmsg_parse(policy, std::size(policy), found.data(), blob_data(message),
-                        static_cast<unsigned>(blob_len(message)));
-    static blob_buf reply;
-    blob_buf_init(&reply, 0);
-    if (found[0] != nullptr) blobmsg_add_string(&reply, "client", blobmsg_get_string(found[0]));
-    if (found[1] != nullptr) blobmsg_add_u32(&reply, "n", blobmsg_get_u32(found[1]));
-    readfields(message, 0);
-    return ubus_send_reply(context, request, reply.head);
+    blob_attr *first = static_cast<blob_attr *>(blob_data(reply));
+    fuzz_require(blob_len(reply) >= sizeof(blob_attr) && blobmsg_check_attr(first, true),
+                 "a sound field");
+    const std::string_view result = blobmsg_get_string(first);
+    fuzz_require(std::string_view(blobmsg_name(first)) == "result", "a result");
+    fuzz_require(result == "ok" || result.starts_with("error: "), "one that has a meaning");
+    readfields(reply, 0);
 }
 
 // What comes back over a connection: messages, and whole ones.
 struct answers {
     int fd;
+    bool daemons = false;  // the daemon's replies
     ubus_reader reader = {};
     bool ended = false;
     std::uint32_t caller = 0;
@@ -89,6 +81,8 @@ struct answers {
             if (message->hdr.type == UBUS_MSG_HELLO) caller = message->hdr.peer;
             if (attributes[UBUS_ATTR_OBJID] != nullptr)
                 object = blob_get_u32(attributes[UBUS_ATTR_OBJID]);
+            if (daemons && message->hdr.type == UBUS_MSG_DATA)
+                checkreply(attributes[UBUS_ATTR_DATA]);
             free(message);
             any = true;
         }
@@ -104,17 +98,16 @@ struct answers {
     }
 };
 
-// The client library reads `input`.
-void fuzzlibrary(std::string_view input)
+// The library reads `input` and calls the handlers.
+void fuzzdaemon(std::string_view input)
 {
     int ends[2];
     fuzz_require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) == 0, "a socket");
-    const ubus_method method = UBUS_METHOD_NOARG("m", handle);
-    ubus_object object = {};
-    object.id = objectid;
-    object.methods = &method;
-    object.n_methods = 1;
     ubus_context context = {};
+    daemon().begin();
+    fuzz_require(modem_addobject(&context) == 0, "an object");
+    ubus_object &object = *daemon().object;
+    object.id = objectid;
     INIT_LIST_HEAD(&context.requests);
     INIT_LIST_HEAD(&context.pending);
     INIT_LIST_HEAD(&context.objects.list_head);
@@ -131,10 +124,11 @@ void fuzzlibrary(std::string_view input)
     while (ubus_receive(&context))
         ubus_drain(&context);
     fuzz_require(context.sock.eof && list_empty(&context.pending), "all is read and handled");
-    answers back = {ends[1]};
+    answers back = {ends[1], true};
     (void)back.take();
     back.finish();
     close(ends[0]);
+    daemon().check();
 }
 
 struct broker {
@@ -204,10 +198,44 @@ void fuzzbroker(std::string input)
 
 }  // namespace
 
+// Linked in the place of the genuine ones.
+extern "C" {
+uci_context *__real_uci_alloc_context();
+uci_context *__wrap_uci_alloc_context()
+{
+    return daemon().folder.settle(__real_uci_alloc_context());
+}
+int __wrap_ubus_add_object(ubus_context *, ubus_object *object)
+{
+    daemon().object = object;
+    return 0;
+}
+int __wrap_ubus_lookup_id(ubus_context *, const char *, std::uint32_t *)
+{
+    return UBUS_STATUS_NOT_FOUND;
+}
+// int modem_savelistsms(modem_state *)
+int __wrap__Z17modem_savelistsmsP11modem_state(modem_state *)
+{
+    return 0;
+}
+// int modem_sendat(modem_state *, const char *, const char *, unsigned, int)
+int __wrap__Z12modem_sendatP11modem_statePKcS2_ji(
+    modem_state *state, const char *command, const char *, unsigned, int)
+{
+    constexpr int results[] = {0, 0, 0, 2, 0, 0, 1, 0, -1};
+    modem_settext(state->atcmd, "%s\r", command);
+    modem_settext(state->atanswer, "\r\n%s\r\nOK\r\n", command);
+    state->atanswerlen = static_cast<std::int32_t>(std::strlen(state->atanswer));
+    return results[daemon().asked++ % std::size(results)];
+}
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
+    fuzz_silence();
     const std::string_view input = fuzz_text(data, size);
-    fuzzlibrary(input);
+    fuzzdaemon(input);
     fuzzbroker(std::string(input));
     return 0;
 }
