@@ -214,26 +214,6 @@ TEST(bus, mistypedArgumentsAreMissingArguments)
     EXPECT_EQ(router.status(statepath), "op");
 }
 
-TEST(bus, hugeArgumentsAreCut)
-{
-    running_router router;
-    const std::string huge = "AT" + std::string(100000, 'x');
-    std::map<std::string, std::string> results = {
-        {"get", "ok"},     {"sms_get", "error: id unsupported value: ATx"},   {"sms_clear", "ok"},
-        {"at_send", "ok"}, {"set", "error: modem_slot unsupported value: A"}, {"reinit", "ok"},
-    };
-    for (const offered_method &method : offered) {
-        bus_arguments arguments;
-        for (const std::string &argument : method.arguments)
-            arguments.emplace_back(argument, huge);
-        if (results.count(method.name) == 0) continue;
-        EXPECT_EQ(router.call(method.name, arguments)["result"], results[method.name]);
-    }
-    EXPECT_TRUE(router.receives(huge.substr(0, 80)));
-    EXPECT_TRUE(router.logs("info op->init: ATxxxxxxxxxxxxx_client call reinit: done ok"));
-    EXPECT_TRUE(router.becomes(statepath, "op"));
-}
-
 // Damages a message that every method would refuse, so that hardly any damage makes it do harm.
 TEST(bus, damagedMessagesAreAnswered)
 {

@@ -89,6 +89,7 @@ TEST(poll, passesHoldTheQueriesAndChangedLedsOnly)
             passes.erase(passes.begin());
         EXPECT_EQ(passes, row.passes);
         EXPECT_EQ(router.status(row.path), row.value);
+        if (HasFailure()) return;  // every wait would be in vain, here and below
     }
 }
 
@@ -168,6 +169,7 @@ TEST(poll, failuresAreRecordedWithTheFormerStateAndIdle)
             rest = command.starts_with(row.command) ? "" : rest + " " + command;
         EXPECT_EQ(rest, row.rest);
         EXPECT_TRUE(router.isidle());
+        if (HasFailure()) return;
     }
 }
 
@@ -214,6 +216,7 @@ TEST(poll, withoutAUsableCardSlotsAndGnssStayWatched)
         const std::string reason = "get info.gnss: AT+CGNSSINFO" FAILS;
         expect_transition(router, since, row.state, "error", "no_answer", reason);
         EXPECT_TRUE(router.isidle());
+        if (HasFailure()) return;
     }
 }
 

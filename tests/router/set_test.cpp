@@ -189,20 +189,6 @@ TEST(set, acceptedValuesAreCutWrittenAndInForceAfterwards)
     }
 }
 
-TEST(set, reinitIsTakenInEveryStateButInit)
-{
-    running_router router;
-    arrange(router, {{"adc", {{"value", 0}}}});
-    EXPECT_TRUE(router.becomes(statepath, "error"));
-    for (const std::string state : {"error", "nosim"}) {
-        const router_mark since = router.mark();
-        EXPECT_EQ(ask(router, "reinit"), "ok");
-        EXPECT_TRUE(router.logs("info " + state + "->init: " + caller + "reinit: done ok", since));
-        EXPECT_TRUE(router.becomes(statepath, "nosim"));
-        EXPECT_EQ(router.status("info.kelvantorium.prevstate"), "init");
-    }
-}
-
 TEST(settings, packageIsRepairedAndOtherwiseLeftAlone)
 {
     const std::string untidy =

@@ -14,8 +14,6 @@
 namespace
 {
 
-using namespace std::string_literals;
-
 const std::string centre = "07919761989901F0";
 const std::string digits = "0B919761214365F7";
 const std::string timestamp = "42116171204021";
@@ -65,17 +63,12 @@ TEST(deliver, decodesWhatFitsTheProfile)
         unsigned length;
         const char *timestamp = "16-11-2024 17:02:04";
     } cases[] = {
-        {"7-bit", plain, number, "ABCDEFGH", 8},
-        {"ucs2", ucs2, number, "\xCF\xF0\xE8", 3},
-        {"7-bit part, narrow header", narrow, number, "Hello", 5},
-        {"7-bit part, wide header", wide, number, "World", 5},
         {"70 ucs2 characters", of70 + seventy, number, std::string(70, '\xC0'), 70},
         {"octets behind the 70th are cut", of70 + seventy + "04100410", number,
          std::string(70, '\xC0'), 70},
         {"an odd last octet is no character", ucs2 + "04", number, "\xCF\xF0\xE8", 3},
         {"one octet of ucs2 is no text", with(ucs2, 26, "0104").substr(0, 56), number, "", 0},
         {"160 septets", of160 + packed, number, std::string(160, 'x'), 160},
-        {"8-bit", eightbit + "03CFF0E8", number, "\xCF\xF0\xE8", 3},
         {"8-bit goes by the octets, not TP-UDL", eightbit + "01" + repeated("41", 141), number,
          std::string(140, 'A'), 140},
         {"a NUL ends the text", eightbit + "03410042", number, "A", 3},
@@ -171,23 +164,6 @@ TEST(deliver, sixDataCodingsAreSupported)
             dcs == 0x00 || dcs == 0x10 || dcs == 0x04 || dcs == 0x14 || dcs == 0x08 || dcs == 0x18;
         modem_deliver message;
         EXPECT_EQ(decode(with(plain, 18, hex), message), supported) << dcs;
-    }
-}
-
-TEST(deliver, everyShortenedPduIsJudgedWithinItsOctets)
-{
-    for (const std::string &pdu : {plain, narrow, wide}) {
-        for (std::size_t length = 0; length + 2 < pdu.size(); length += 2) {
-            modem_deliver message;
-            EXPECT_FALSE(decode(pdu.substr(0, length), message)) << pdu << " cut at " << length;
-        }
-    }
-    for (std::size_t length = 0; length < ucs2.size(); length += 2) {
-        modem_deliver message;
-        const bool decoded = decode(ucs2.substr(0, length), message);
-        EXPECT_EQ(decoded, length >= 56) << length;
-        if (!decoded) continue;
-        EXPECT_EQ(message.text, "\xCF\xF0\xE8"s.substr(0, (length - 54) / 4)) << length;
     }
 }
 

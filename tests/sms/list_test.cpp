@@ -76,19 +76,6 @@ TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
     EXPECT_EQ(std::string(list->entries[0].phone).substr(0, 6), "short\xFF") << "the rest stays";
 }
 
-TEST_F(smsfile, failedSaveKeepsTheFormerFile)
-{
-    write_file(path, "former");
-    mkdir((path + ".new").c_str(), 0700);  // where the new image would be written
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), -1);
-    EXPECT_EQ(errno, EEXIST);
-    EXPECT_EQ(read_file(path), "former");
-    const std::string taken = path + ".new";  // now a folder is in the place of the list
-    EXPECT_EQ(modem_writelist(*list, taken.c_str()), -1);
-    EXPECT_NE(access((taken + ".new").c_str(), F_OK), 0) << "nothing is left behind";
-    EXPECT_EQ(modem_writelist(*list, (path + "/missing/list").c_str()), -1);
-}
-
 struct attributes {
     mode_t mode;
     uid_t owner;
