@@ -2,11 +2,15 @@
 # The modem simulator: a model without input and output, and the program that puts it on two ptys.
 add_library(simulator_modem STATIC
     modem/basic.cpp
+    modem/card.cpp
     modem/interpreter.cpp
     modem/messages.cpp
     modem/model.cpp
     modem/network.cpp
     modem/pdu.cpp
+    modem/profile.cpp
+    modem/texts.cpp
+    modem/unasked.cpp
 )
 target_include_directories(simulator_modem PUBLIC ${PROJECT_SOURCE_DIR})
 

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: ISC
 // Commands of the modem itself: framing, identity, plain settings, lines and the analogue input.
+#include <utility>
+
 #include "simulator/modem/command.h"
 
 namespace simulator
@@ -12,38 +14,13 @@ constexpr unsigned carddetect = 2;   // analogue input
 
 outcome setecho(modem_model &modem, const request &asked, information &)
 {
-    modem.session.echo = asked.raw == "1";
+    modem.ports[asked.where].echo = asked.raw == "1";
     return {};
 }
 
 outcome setverbose(modem_model &modem, const request &asked, information &)
 {
     modem.session.verbose = asked.raw != "0";
-    return {};
-}
-
-outcome identify(modem_model &modem, const request &, information &lines)
-{
-    lines = {"Model: " + modem.model_name + "\r\nRevision: " + modem.firmware +
-             "\r\nIMEI: " + modem.imei};
-    return {};
-}
-
-outcome showmodel(modem_model &modem, const request &, information &lines)
-{
-    lines.push_back(modem.model_name);
-    return {};
-}
-
-outcome showfirmware(modem_model &modem, const request &, information &lines)
-{
-    lines.push_back("+CGMR: " + modem.firmware);
-    return {};
-}
-
-outcome showimei(modem_model &modem, const request &, information &lines)
-{
-    lines.push_back(modem.imei);
     return {};
 }
 
@@ -55,8 +32,9 @@ outcome setfunction(modem_model &modem, const request &asked, information &lines
     }
     const std::optional<unsigned> level = asked.number(0);
     if (!level || (*level != 0 && *level != 1 && *level != 4)) return cmefailed(50);
-    if (*level == 1 && modem.session.cfun != 1) modem.session.radio_since = modem.now;
-    modem.session.cfun = *level;
+    const unsigned former = std::exchange(modem.session.cfun, *level);
+    if (former == 0 && *level != 0) restartcard(modem);
+    if (former != 1 && *level == 1) modem.session.radio_since = modem.now;
     return {};
 }
 
@@ -77,7 +55,8 @@ outcome setlevel(modem_model &modem, const request &asked, information &)
     if (!line || !level || *level > 1) return failed;
     const auto found = modem.session.lines.find(*line);
     if (found == modem.session.lines.end() || !found->second.output) return failed;
-    found->second.level = *level;
+    const unsigned former = std::exchange(found->second.level, *level);
+    if (*line == slotswitch && former != *level) restartcard(modem);
     return {};
 }
 
@@ -91,35 +70,46 @@ outcome readadc(modem_model &modem, const request &asked, information &lines)
 }
 
 constexpr command commands[] = {
+    // clang-format off
     {"E", setecho},
     {"V", setverbose},
-    {"I", identify},
-    {"+CATR", remember, "0 1 2 3 4"},
-    {"+CMEE", remember, "0 1 2"},
+    {"I", show, "", "Model: {model}\r\nRevision: {firmware}\r\nIMEI: {imei}"},
+    {"+CATR", remember, "0 1 2 3 4", "0"},
+    {"+CMEE", remember, "0 1 2", "0"},
     {"*IMSCFG", remember, "switch"},
     {"+CFUN", setfunction},
-    {"+CGMM", showmodel},
-    {"+CGMR", showfirmware},
-    {"+CGSN", showimei},
-    {"+CVAUXS", remember, "0 1"},
+    {"+CGMM", show, "", "{model}"},
+    {"+CGMR", show, "", "+CGMR: {firmware}"},
+    {"+CGSN", show, "", "{imei}"},
+    {"+CVAUXS", remember, "0 1", "0"},
     {"+CGDRT", setdirection},
     {"+CGSETV", setlevel},
     {"+CADC", readadc},
+    // clang-format on
 };
 
 }  // namespace
 
+outcome show(modem_model &modem, const request &asked, information &lines)
+{
+    lines.push_back(wording(modem, asked.name, asked.usual));
+    return {};
+}
+
 outcome remember(modem_model &modem, const request &asked, information &lines)
 {
     const std::string name(asked.name);
-    if (asked.how == form::query) {
-        const auto found = modem.session.settings.find(name);
-        lines.push_back(name + ": " +
-                        (found == modem.session.settings.end() ? "0" : found->second));
-    } else {
+    if (asked.how == form::query)
+        lines.push_back(name + ": " + std::string(setting(modem, name, asked.usual)));
+    else
         modem.session.settings[name] = asked.raw;
-    }
     return {};
+}
+
+std::string_view setting(const modem_model &modem, std::string_view name, std::string_view fallback)
+{
+    const auto found = modem.session.settings.find(std::string(name));
+    return found == modem.session.settings.end() ? fallback : std::string_view(found->second);
 }
 
 std::span<const command> basiccommands()
@@ -131,6 +121,11 @@ const sim_slot &selectedslot(const modem_model &modem)
 {
     const auto line = modem.session.lines.find(slotswitch);
     return modem.slots[line != modem.session.lines.end() && line->second.level == 1 ? 1 : 0];
+}
+
+sim_slot &selectedslot(modem_model &modem)
+{
+    return const_cast<sim_slot &>(selectedslot(std::as_const(modem)));
 }
 
 unsigned adcreading(const modem_model &modem)

@@ -17,7 +17,8 @@ namespace simulator
 enum class form { execute, query, set };  // AT+X, AT+X?, AT+X=...
 
 struct request {
-    std::string_view name;  // of the row
+    std::string_view name;   // of the row
+    std::string_view usual;  // its text
     port where;
     form how;
     std::string_view raw;                // what follows the name or the '='
@@ -41,14 +42,25 @@ struct command {
     std::string_view name;  // after "AT", upper case
     outcome (*run)(modem_model &modem, const request &asked, information &lines);
     std::string_view accepted = {};  // first arguments, blank-separated; empty: all
+    std::string_view text = {};      // what `show` says, what `remember` knows before it is told
 };
 
 std::span<const command> basiccommands();    // framing, identity, settings, lines
-std::span<const command> networkcommands();  // SIM, radio, data, USSD, GNSS
+std::span<const command> cardcommands();     // the SIM card's lock and numbers
+std::span<const command> networkcommands();  // radio, data, USSD, GNSS
 std::span<const command> messagecommands();  // SMS
 
-// A setting without further effect: kept as it was set, shown when asked.
+// A query of fixed text.
+outcome show(modem_model &modem, const request &asked, information &lines);
+// A setting that is kept as it was set, shown when asked.
 outcome remember(modem_model &modem, const request &asked, information &lines);
+
+// The wording of `name`: the profile's, else `usual` (empty: that of the table in texts.cpp), with
+// "{name}" and "{name:default}" filled in.
+std::string wording(const modem_model &modem, std::string_view name, std::string_view usual = {});
+
+// Why the card cannot be used; result ok when it can.
+outcome cardstate(const modem_model &modem);
 
 // Runs a command line up to its first error; gives the whole reply.
 std::string execute(modem_model &modem, port where, std::string_view line);

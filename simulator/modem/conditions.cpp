@@ -24,7 +24,14 @@ int setsim(device &modem, const arguments &given, blob_buf &)
     if (slot < 1 || slot > 2) return UBUS_STATUS_INVALID_ARGUMENT;
     sim_slot &chosen = modem.model.slots[static_cast<std::size_t>(slot - 1)];
     assign(chosen.inserted, given.number("inserted"));
-    assign(chosen.lock, given.text("lock"));
+    if (const auto lock = given.text("lock")) {
+        chosen.lock = *lock;
+        chosen.unlocked = false;
+        chosen.pintries = sim_slot().pintries;
+        chosen.puktries = sim_slot().puktries;
+    }
+    assign(chosen.pin, given.text("pin"));
+    assign(chosen.puk, given.text("puk"));
     assign(chosen.imsi, given.text("imsi"));
     assign(chosen.iccid, given.text("iccid"));
     return UBUS_STATUS_OK;
@@ -40,7 +47,7 @@ int setidentity(device &modem, const arguments &given, blob_buf &)
 
 int setradio(device &modem, const arguments &given, blob_buf &)
 {
-    assign(modem.model.registration_delay, given.number("delay"));
+    assign(modem.model.profile.registration_delay, given.number("delay"));
     if (const auto registered = given.number("registered"))
         setnetwork(modem.model, *registered != 0, clocknow());
     return UBUS_STATUS_OK;
@@ -49,13 +56,14 @@ int setradio(device &modem, const arguments &given, blob_buf &)
 int setoperator(device &modem, const arguments &given, blob_buf &)
 {
     assign(modem.model.operator_name, given.text("name"));
+    assign(modem.model.operator_code, given.text("code"));
     return UBUS_STATUS_OK;
 }
 
 // Describes the signal as a whole: what is not given is the default of the technology.
 int setsignal(device &modem, const arguments &given, blob_buf &)
 {
-    assign(modem.model.technology, given.text("technology"));
+    assign(modem.model.technologies, given.text("technology"));
     modem.model.cpsi = given.text("report").value_or("");
     modem.model.signal.clear();
     for (const char *name : signalnames) {
@@ -116,6 +124,13 @@ int sendunsolicited(device &modem, const arguments &given, blob_buf &)
     return UBUS_STATUS_OK;
 }
 
+int setprofileline(device &modem, const arguments &given, blob_buf &)
+{
+    const bool known = setprofile(modem.model.profile, given.text("name").value_or(""),
+                                  given.text("value").value_or(""));
+    return known ? UBUS_STATUS_OK : UBUS_STATUS_INVALID_ARGUMENT;
+}
+
 int pullcable(device &modem, const arguments &, blob_buf &)
 {
     unplug(modem);
@@ -130,7 +145,8 @@ int pushcable(device &modem, const arguments &, blob_buf &)
 
 constexpr blobmsg_policy simparameters[] = {
     {"slot", BLOBMSG_TYPE_INT32},  {"inserted", BLOBMSG_TYPE_BOOL}, {"lock", BLOBMSG_TYPE_STRING},
-    {"imsi", BLOBMSG_TYPE_STRING}, {"iccid", BLOBMSG_TYPE_STRING},
+    {"imsi", BLOBMSG_TYPE_STRING}, {"iccid", BLOBMSG_TYPE_STRING},  {"pin", BLOBMSG_TYPE_STRING},
+    {"puk", BLOBMSG_TYPE_STRING},
 };
 constexpr blobmsg_policy identityparameters[] = {
     {"model", BLOBMSG_TYPE_STRING},
@@ -141,7 +157,10 @@ constexpr blobmsg_policy radioparameters[] = {
     {"registered", BLOBMSG_TYPE_BOOL},
     {"delay", BLOBMSG_TYPE_INT32},
 };
-constexpr blobmsg_policy operatorparameters[] = {{"name", BLOBMSG_TYPE_STRING}};
+constexpr blobmsg_policy operatorparameters[] = {
+    {"name", BLOBMSG_TYPE_STRING},
+    {"code", BLOBMSG_TYPE_STRING},
+};
 constexpr blobmsg_policy signalparameters[] = {
     {"technology", BLOBMSG_TYPE_STRING}, {"report", BLOBMSG_TYPE_STRING},
     {"rssi", BLOBMSG_TYPE_STRING},       {"rscp", BLOBMSG_TYPE_STRING},
@@ -165,6 +184,11 @@ constexpr blobmsg_policy unsolicitedparameters[] = {
     {"delay", BLOBMSG_TYPE_INT32},
 };
 
+constexpr blobmsg_policy profileparameters[] = {
+    {"name", BLOBMSG_TYPE_STRING},
+    {"value", BLOBMSG_TYPE_STRING},
+};
+
 constexpr method methods[] = {
     {"sim", setsim, simparameters},
     {"identity", setidentity, identityparameters},
@@ -176,6 +200,7 @@ constexpr method methods[] = {
     {"fault", addfault, faultparameters},
     {"clear_faults", clearfaults},
     {"unsolicited", sendunsolicited, unsolicitedparameters},
+    {"profile", setprofileline, profileparameters},
     {"unplug", pullcable},
     {"replug", pushcable},
 };

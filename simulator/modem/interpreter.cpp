@@ -18,11 +18,15 @@ struct error_text {
 // The texts of AT+CMEE=2 (TS 27.007 9.2, TS 27.005 3.2.5).
 constexpr error_text cmetexts[] = {
     {3, "operation not allowed"}, {10, "SIM not inserted"},   {11, "SIM PIN required"},
-    {13, "SIM failure"},          {30, "no network service"}, {50, "Incorrect parameters"},
+    {12, "SIM PUK required"},     {13, "SIM failure"},        {14, "SIM busy"},
+    {16, "incorrect password"},   {30, "no network service"}, {50, "Incorrect parameters"},
 };
 constexpr error_text cmstexts[] = {
-    {302, "operation not allowed"}, {304, "Invalid PDU mode parameter"}, {310, "SIM not inserted"},
-    {321, "Invalid memory index"},  {331, "no network service"},
+    {302, "operation not allowed"}, {304, "Invalid PDU mode parameter"},
+    {310, "SIM not inserted"},      {311, "SIM PIN required"},
+    {313, "SIM failure"},           {314, "SIM busy"},
+    {316, "SIM PUK required"},      {321, "Invalid memory index"},
+    {331, "no network service"},
 };
 
 std::string errorline(const modem_model &modem,
@@ -30,8 +34,7 @@ std::string errorline(const modem_model &modem,
                       unsigned code,
                       std::span<const error_text> texts)
 {
-    const auto setting = modem.session.settings.find("+CMEE");
-    const std::string detail = setting == modem.session.settings.end() ? "0" : setting->second;
+    const std::string_view detail = setting(modem, "+CMEE");
     if (detail == "0") return "ERROR";
     std::string line(head);
     for (const error_text &row : texts)
@@ -107,7 +110,8 @@ bool mayfollow(std::string_view name, std::string_view rest)
 
 const command *findcommand(std::string_view segment)
 {
-    for (const auto table : {basiccommands(), networkcommands(), messagecommands()}) {
+    for (const auto table :
+         {basiccommands(), cardcommands(), networkcommands(), messagecommands()}) {
         for (const command &row : table) {
             if (startsnocase(segment, row.name) &&
                 mayfollow(row.name, segment.substr(row.name.size())))
@@ -135,7 +139,7 @@ outcome runsegment(modem_model &modem, port where, std::string_view segment, inf
     const command *const row = findcommand(segment);
     if (row == nullptr) return failed;
     std::string_view rest = segment.substr(row->name.size());
-    request asked{row->name, where, form::execute, {}, {}};
+    request asked{row->name, row->text, where, form::execute, {}, {}};
     if (rest == "?") {
         asked.how = form::query;
     } else if (rest == "=?") {

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: ISC
 // Commands of the message service: the storage of the SIM card and sending, in PDU mode only.
+#include <algorithm>
+
 #include "simulator/modem/command.h"
 #include "simulator/modem/pdu.h"
 
@@ -16,8 +18,19 @@ std::optional<std::size_t> tpdulength(std::string_view pdu)
     return data->size() - 1 - data->front();
 }
 
+// Why the messages of the card cannot be used; result ok when they can.
+outcome storagestate(const modem_model &modem)
+{
+    const outcome card = cardstate(modem);
+    constexpr unsigned needspuk = 12;  // the one code that is not the other's plus 300
+    if (card.how != result::ok) return cmsfailed(card.code == needspuk ? 316 : 300 + card.code);
+    if (modem.now < cardready(modem) + modem.profile.sms_delay) return cmsfailed(314);
+    return {};
+}
+
 outcome selectstorage(modem_model &modem, const request &asked, information &lines)
 {
+    if (const outcome bad = storagestate(modem); bad.how != result::ok) return bad;
     const std::string used = std::to_string(modem.storage.size());
     const std::string total = std::to_string(modem.storage_capacity);
     std::string line = "+CPMS: ";
@@ -31,6 +44,7 @@ outcome selectstorage(modem_model &modem, const request &asked, information &lin
 
 outcome readmessage(modem_model &modem, const request &asked, information &lines)
 {
+    if (const outcome bad = storagestate(modem); bad.how != result::ok) return bad;
     const std::optional<unsigned> index = asked.number(0);
     if (!index || *index < 1 || *index > modem.storage_capacity) return cmsfailed(321);
     const auto found = modem.storage.find(*index);
@@ -44,6 +58,7 @@ outcome readmessage(modem_model &modem, const request &asked, information &lines
 
 outcome deletemessage(modem_model &modem, const request &asked, information &)
 {
+    if (const outcome bad = storagestate(modem); bad.how != result::ok) return bad;
     if (asked.text(1) == "4") {
         modem.storage.clear();
         return {};
@@ -64,14 +79,21 @@ outcome startmessage(modem_model &modem, const request &asked, information &)
     return {result::prompt};
 }
 
+constexpr std::string_view toldatonce = "2,1,0,0,0";  // of AT+CNMI, before it is set
+
+// Whether AT+CNMI asks for a line when a message arrives: <mode> above 0, <mt> 1.
+bool isarrivaltold(const modem_model &modem)
+{
+    const std::string_view chosen = setting(modem, "+CNMI", toldatonce);
+    return !chosen.starts_with('0') &&
+           chosen.substr(std::min<std::size_t>(chosen.size(), 1)).starts_with(",1");
+}
+
 constexpr command commands[] = {
-    {"+CSCS", remember, "IRA GSM UCS2"},
-    {"+CMGF", remember, "0"},
-    {"+CNMI", remember},
-    {"+CPMS", selectstorage, "SM"},
-    {"+CMGR", readmessage},
-    {"+CMGD", deletemessage},
-    {"+CMGS", startmessage},
+    {"+CLIP", remember, "0 1", "0"}, {"+CSCS", remember, "IRA GSM UCS2", "\"IRA\""},
+    {"+CMGF", remember, "0", "0"},   {"+CNMI", remember, "", toldatonce},
+    {"+CPMS", selectstorage, "SM"},  {"+CMGR", readmessage},
+    {"+CMGD", deletemessage},        {"+CMGS", startmessage},
 };
 
 }  // namespace
@@ -100,6 +122,7 @@ unsigned storemessage(modem_model &modem, std::string_view pdu, unsigned index)
             place++;
     if (place > modem.storage_capacity) return 0;
     modem.storage[place] = {std::string(pdu)};
+    if (isarrivaltold(modem)) announce(modem, "+CMTI: \"SM\"," + std::to_string(place));
     return place;
 }
 

@@ -47,11 +47,12 @@ void deliver(modem_model &modem, port where, std::string text, milliseconds dela
     own.outgoing.emplace(own.busy_until, std::move(text));
 }
 
-void deliverpieces(modem_model &modem, port where, std::string_view text, const fault &how)
+// In pieces, if the profile or a fault cuts them.
+void deliverpieces(
+    modem_model &modem, port where, std::string_view text, std::size_t size, milliseconds gap)
 {
-    const std::size_t size = std::max<std::size_t>(how.chunk, 1);
-    milliseconds delay = 0;
-    for (; !text.empty(); delay += how.delay) {
+    milliseconds delay = modem.profile.reply_delay;
+    for (; !text.empty(); delay += gap) {
         const std::string_view piece = text.substr(0, size);
         deliver(modem, where, std::string(piece), delay);
         text.remove_prefix(piece.size());
@@ -60,8 +61,13 @@ void deliverpieces(modem_model &modem, port where, std::string_view text, const 
 
 void deliverreply(modem_model &modem, port where, std::string text, const std::optional<fault> &how)
 {
-    if (!how) return deliver(modem, where, std::move(text), 0);
-    if (how->kind == faultkind::split) return deliverpieces(modem, where, text, *how);
+    const auto size = static_cast<std::size_t>(modem.profile.piece_size);
+    if (!how) {
+        return deliverpieces(modem, where, text, size != 0 ? size : text.size(),
+                             modem.profile.piece_delay);
+    }
+    if (how->kind == faultkind::split)
+        return deliverpieces(modem, where, text, std::max<std::size_t>(how->chunk, 1), how->delay);
     if (how->kind == faultkind::garbage) text.insert(0, how->text);
     if (how->kind == faultkind::flood) text.insert(0, framed(modem, std::string(how->chunk, '#')));
     if (how->kind == faultkind::cut && text.ends_with("\r\n")) text.resize(text.size() - 2);
@@ -104,7 +110,7 @@ void takeoctet(modem_model &modem, port where, char octet)
 {
     modem_port &own = modem.ports[where];
     if (own.prompting) return takeprompted(modem, where, octet);
-    if (modem.session.echo) deliver(modem, where, std::string(1, octet), 0);
+    if (own.echo) deliver(modem, where, std::string(1, octet), 0);
     if (octet == '\r') {
         const std::string text = std::exchange(own.line, {});
         if (!text.empty()) answer(modem, where, text, execute);
@@ -118,6 +124,7 @@ void takeoctet(modem_model &modem, port where, char octet)
 void feed(modem_model &modem, port where, std::string_view input, milliseconds now)
 {
     modem.now = now;
+    settle(modem);
     for (const char octet : input)
         takeoctet(modem, where, octet);
 }
@@ -125,6 +132,7 @@ void feed(modem_model &modem, port where, std::string_view input, milliseconds n
 std::string take(modem_model &modem, port where, milliseconds now)
 {
     modem.now = now;
+    settle(modem);
     auto &outgoing = modem.ports[where].outgoing;
     const auto end = outgoing.upper_bound(now);
     std::string out;
@@ -136,7 +144,7 @@ std::string take(modem_model &modem, port where, milliseconds now)
 
 std::optional<milliseconds> nextdue(const modem_model &modem)
 {
-    std::optional<milliseconds> first;
+    std::optional<milliseconds> first = nextannouncement(modem);
     for (const modem_port &own : modem.ports) {
         if (own.outgoing.empty()) continue;
         const milliseconds due = own.outgoing.begin()->first;
@@ -154,8 +162,14 @@ void powercycle(modem_model &modem, milliseconds now)
 {
     modem.now = now;
     modem.session = {};
-    modem.session.radio_since = now;
+    modem.session.radio_since = modem.session.gnss_since = now;
+    modem.session.told.ready = false;
+    restartcard(modem);
+    for (sim_slot &slot : modem.slots)
+        slot.unlocked = false;
     modem.ports = {};
+    modem.chatter_due = now + modem.profile.chatter_interval;
+    (void)execute(modem, at_port, modem.profile.boot);
 }
 
 }  // namespace simulator

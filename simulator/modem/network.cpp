@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: ISC
-// Commands of the SIM card, the radio, the data connection, USSD and the GNSS receiver.
+// Commands of the radio, the data connection, USSD and the GNSS receiver.
 #include <algorithm>
+#include <utility>
 
 #include "simulator/modem/command.h"
 
@@ -11,105 +12,51 @@ namespace
 
 constexpr unsigned maxcontext = 15;
 
-struct technology_row {
-    std::string_view word;
-    unsigned access;          // <AcT> of AT+COPS?
-    std::string_view report;  // of AT+CPSI?; "{name:default}" stands for a signal value
-};
-
-constexpr technology_row technologies[] = {
-    {"GSM", 0, "GSM,Online,250-99,0x182D,12401,27 EGSM 900,{rssi:-64},2110,42-42"},
-    {"WCDMA", 2,
-     "WCDMA,Online,250-99,0x8B3F,12345678,WCDMA IMT 2000,101,10663,0,{ecio:-7.5},{rscp:-82},33,"
-     "{rssi:-75},500"},
-    {"LTE", 7,
-     "LTE,Online,250-99,0x5A1E,187214780,257,EUTRAN-BAND3,1850,5,5,{rsrq:20},{rsrp:50},{rssi:40},"
-     "{sinr:15}"},
-};
-
-constexpr std::string_view defaultfix =
-    "3,05,02,00,01,5546.123456,N,03737.654321,E,150324,093015.00,156.3,0.0,,1.5,0.9,1.2,07";
-constexpr std::string_view nofix = ",,,,,,,,,,,,,,,,,";
-
-const technology_row *findtechnology(std::string_view word)
-{
-    for (const technology_row &row : technologies)
-        if (row.word == word) return &row;
-    return nullptr;
-}
-
-std::string fillreport(const modem_model &modem, std::string_view pattern)
-{
-    std::string out;
-    while (!pattern.empty()) {
-        const std::size_t open = pattern.find('{');
-        out += pattern.substr(0, open);
-        if (open == std::string_view::npos) break;
-        const std::size_t colon = pattern.find(':', open);
-        const std::size_t close = pattern.find('}', open);
-        const auto value =
-            modem.signal.find(std::string(pattern.substr(open + 1, colon - open - 1)));
-        out += value != modem.signal.end() ? std::string_view(value->second)
-                                           : pattern.substr(colon + 1, close - colon - 1);
-        pattern.remove_prefix(close + 1);
-    }
-    return out;
-}
-
-// Why the card cannot be used; no code when it can.
-outcome cardstate(const modem_model &modem)
-{
-    const sim_slot &slot = selectedslot(modem);
-    if (!slot.inserted) return cmefailed(10);
-    if (modem.session.cfun == 0) return cmefailed(13);
-    if (slot.lock == "READY") return {};
-    return cmefailed(slot.lock == "SIM PIN" ? 11 : 13);
-}
-
-outcome showlock(modem_model &modem, const request &, information &lines)
-{
-    const sim_slot &slot = selectedslot(modem);
-    if (!slot.inserted || modem.session.cfun == 0) return cardstate(modem);
-    lines.push_back("+CPIN: " + slot.lock);
-    return {};
-}
-
-outcome showimsi(modem_model &modem, const request &, information &lines)
-{
-    const outcome card = cardstate(modem);
-    if (card.how == result::ok) lines.push_back(selectedslot(modem).imsi);
-    return card;
-}
-
-outcome showiccid(modem_model &modem, const request &, information &lines)
-{
-    const outcome card = cardstate(modem);
-    if (card.how == result::ok) lines.push_back("+ICCID: " + selectedslot(modem).iccid);
-    return card;
-}
+// What AT+CNMP allows; an empty word is every technology.
+constexpr struct {
+    std::string_view mode, word;
+} modes[] = {{"2", ""}, {"13", "GSM"}, {"14", "WCDMA"}, {"38", "LTE"}};
 
 outcome selectoperator(modem_model &modem, const request &asked, information &lines)
 {
-    if (asked.how != form::query) return remember(modem, asked, lines);
-    std::string line = "+COPS: 0";
-    if (isregistered(modem)) {
-        const technology_row *row = findtechnology(modem.technology);
-        line += ",0,\"" + modem.operator_name + "\"," + std::to_string(row ? row->access : 0);
+    modem_session &session = modem.session;
+    if (asked.how == form::query) {
+        lines.push_back(wording(modem, isregistered(modem) ? "registered" : "deregistered"));
+        return {};
     }
-    lines.push_back(line);
+    session.operator_format = asked.number(1).value_or(session.operator_format);
+    const unsigned mode = asked.number(0).value_or(0);
+    if (mode == 3) return {};  // sets the format only
+    const bool wasoff = std::exchange(session.operator_mode, mode) == 2;
+    session.operator_wanted = mode == 1 ? asked.text(2) : "";
+    if (wasoff && mode != 2) session.radio_since = modem.now;
+    return {};
+}
+
+// A technology other than the present one has to be found first.
+outcome choosetechnology(modem_model &modem, const request &asked, information &lines)
+{
+    const std::string_view former = usedtechnology(modem);
+    const outcome done = remember(modem, asked, lines);
+    if (usedtechnology(modem) != former) modem.session.radio_since = modem.now;
+    return done;
+}
+
+outcome showregistration(modem_model &modem, const request &asked, information &lines)
+{
+    if (asked.how != form::query) return remember(modem, asked, lines);
+    lines.push_back("+CREG: " + std::string(setting(modem, "+CREG")) +
+                    (isregistered(modem) ? ",1" : ",0"));
     return {};
 }
 
 outcome showsystem(modem_model &modem, const request &, information &lines)
 {
-    const technology_row *row = isregistered(modem) ? findtechnology(modem.technology) : nullptr;
-    if (!modem.cpsi.empty())
-        lines.push_back("+CPSI: " + modem.cpsi);
-    else if (row != nullptr)
-        lines.push_back("+CPSI: " + fillreport(modem, row->report));
-    else
-        lines.push_back("+CPSI: " + (isregistered(modem) ? modem.technology : "NO SERVICE") +
-                        ",Online");
+    const std::string used(usedtechnology(modem));
+    std::string report = modem.cpsi;
+    if (report.empty()) report = wording(modem, isregistered(modem) ? used : "unserved");
+    if (report.empty()) report = used + ",Online";  // a technology that has no wording
+    lines.push_back("+CPSI: " + report);
     return {};
 }
 
@@ -130,23 +77,28 @@ outcome definecontext(modem_model &modem, const request &asked, information &lin
     return {};
 }
 
-outcome requestussd(modem_model &modem, const request &asked, information &)
+outcome requestussd(modem_model &modem, const request &asked, information &lines)
 {
-    if (asked.text(0) != "1") return {};
+    if (asked.how == form::query || asked.text(1).empty()) {
+        if (asked.text(0) == "2") modem.session.ussd.clear();
+        return remember(modem, asked, lines);
+    }
     if (!isregistered(modem)) return cmefailed(30);
     auto found = modem.ussd.find(std::string(asked.text(1)));
     if (found == modem.ussd.end()) found = modem.ussd.find("");
-    if (found != modem.ussd.end() && !found->second.line.empty())
-        unsolicited(modem, second_port, "\r\n" + found->second.line + "\r\n", found->second.delay);
+    if (asked.text(0) == "1" && found != modem.ussd.end() && !found->second.line.empty())
+        modem.session.ussd.push_back({modem.now + found->second.delay, found->second.line});
     return {};
 }
 
 outcome powergnss(modem_model &modem, const request &asked, information &lines)
 {
-    if (asked.how == form::query)
+    if (asked.how == form::query) {
         lines.push_back(modem.session.gnss_power ? "+CGNSSPWR: 1" : "+CGNSSPWR: 0");
-    else
-        modem.session.gnss_power = asked.text(0) == "1";
+        return {};
+    }
+    const bool former = std::exchange(modem.session.gnss_power, asked.text(0) == "1");
+    if (!former) modem.session.gnss_since = modem.now;
     return {};
 }
 
@@ -167,29 +119,37 @@ outcome setgnssmode(modem_model &modem, const request &asked, information &lines
 
 outcome showgnss(modem_model &modem, const request &, information &lines)
 {
-    const std::string_view fix = modem.gnss_report.empty() ? defaultfix : modem.gnss_report;
-    const bool visible = modem.session.gnss_power && modem.gnss_fix;
-    lines.push_back("+CGNSSINFO: " + std::string(visible ? fix : nofix));
+    const bool fixed = isfixed(modem);
+    const bool own = fixed && !modem.gnss_report.empty();
+    lines.push_back("+CGNSSINFO: " +
+                    (own ? modem.gnss_report : wording(modem, fixed ? "fix" : "nofix")));
     return {};
 }
 
 constexpr command commands[] = {
-    {"+CPIN", showlock},
-    {"+CIMI", showimsi},
-    {"+CICCID", showiccid},
-    {"+CLIP", remember, "0 1"},
+    // clang-format off
     {"+CGDCONT", definecontext},
     {"+CGAUTH", remember},
-    {"+CNMP", remember, "2 13 14 38"},
-    {"+COPS", selectoperator, "0 1 2"},
+    {"+CNMP", choosetechnology, "2 13 14 38", "2"},
+    {"+COPS", selectoperator, "0 1 2 3 4"},
+    {"+CREG", showregistration, "0 1 2"},
     {"+CPSI", showsystem},
-    {"+USBNETIP", remember, "0 1"},
-    {"+DIALMODE", remember, "0 1"},
-    {"+CUSD", requestussd, "0 1 2"},
+    {"+USBNETIP", remember, "0 1", "1"},
+    {"+DIALMODE", remember, "0 1", "1"},
+    {"+CUSD", requestussd, "0 1 2", "0"},
     {"+CGNSSPWR", powergnss, "0 1"},
     {"+CGNSSMODE", setgnssmode, "1 2 3 4"},
     {"+CGNSSINFO", showgnss},
+    // clang-format on
 };
+
+// The octets of an address behind the modem, "0,10,117".
+std::string insideaddress(std::string_view area)
+{
+    std::string out(area.substr(area.find(',') + 1));
+    std::replace(out.begin(), out.end(), ',', '.');
+    return out + ".0.2";
+}
 
 }  // namespace
 
@@ -198,10 +158,35 @@ std::span<const command> networkcommands()
     return commands;
 }
 
+std::string_view usedtechnology(const modem_model &modem)
+{
+    const std::string_view mode = setting(modem, "+CNMP", "2");
+    std::string_view allowed;
+    for (const auto &row : modes)
+        if (row.mode == mode) allowed = row.word;
+    for (std::string_view rest = modem.technologies; !rest.empty();) {
+        const std::string_view word = rest.substr(0, rest.find(','));
+        rest.remove_prefix(std::min(rest.size(), word.size() + 1));
+        if (allowed.empty() || word == allowed) return word;
+    }
+    return {};
+}
+
+milliseconds registrationdue(const modem_model &modem)
+{
+    const milliseconds begin = std::max(modem.session.radio_since, cardready(modem));
+    return begin + modem.profile.registration_delay;
+}
+
 bool isregistered(const modem_model &modem)
 {
-    return modem.session.cfun == 1 && modem.network && cardstate(modem).how == result::ok &&
-           modem.now >= modem.session.radio_since + modem.registration_delay;
+    const modem_session &session = modem.session;
+    const bool wanted = session.operator_wanted.empty() ||
+                        session.operator_wanted == modem.operator_name ||
+                        session.operator_wanted == modem.operator_code;
+    return session.cfun == 1 && session.operator_mode != 2 && wanted && modem.network &&
+           !usedtechnology(modem).empty() && cardstate(modem).how == result::ok &&
+           modem.now >= registrationdue(modem);
 }
 
 void setnetwork(modem_model &modem, bool available, milliseconds now)
@@ -209,6 +194,21 @@ void setnetwork(modem_model &modem, bool available, milliseconds now)
     modem.now = now;
     if (available && !modem.network) modem.session.radio_since = now;
     modem.network = available;
+}
+
+bool isfixed(const modem_model &modem)
+{
+    return modem.session.gnss_power && modem.gnss_fix &&
+           modem.now >= modem.session.gnss_since + modem.profile.fix_delay;
+}
+
+std::string hostaddress(const modem_model &modem)
+{
+    if (!isregistered(modem) || !modem.contexts.contains(1) ||
+        setting(modem, "+DIALMODE", "1") != "0")
+        return "";
+    const std::string_view area = setting(modem, "+USBNETIP", "1");
+    return area.starts_with("0,") ? insideaddress(area) : "203.0.113.2";
 }
 
 }  // namespace simulator

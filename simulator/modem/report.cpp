@@ -74,11 +74,15 @@ int showstate(device &modem, const arguments &, blob_buf &reply)
 {
     const modem_model &model = modem.model;
     (void)blobmsg_add_u8(&reply, "plugged", modem.plugged);
-    (void)blobmsg_add_u8(&reply, "echo", model.session.echo);
+    (void)blobmsg_add_u8(&reply, "echo", model.ports[at_port].echo);
     (void)blobmsg_add_u32(&reply, "cfun", model.session.cfun);
     (void)blobmsg_add_u32(&reply, "slot", &selectedslot(model) == &model.slots[0] ? 1 : 2);
     (void)blobmsg_add_u32(&reply, "adc", adcreading(model));
+    (void)blobmsg_add_u32(&reply, "pin_tries", selectedslot(model).pintries);
+    (void)blobmsg_add_u32(&reply, "puk_tries", selectedslot(model).puktries);
     (void)blobmsg_add_u8(&reply, "registered", isregistered(model));
+    addtext(reply, "technology", std::string(usedtechnology(model)));
+    addtext(reply, "address", hostaddress(model));
     (void)blobmsg_add_u32(&reply, "commands", static_cast<std::uint32_t>(model.command_count));
     (void)blobmsg_add_u32(&reply, "sent", static_cast<std::uint32_t>(model.sent.size()));
     addlines(reply, model.session);

@@ -1,29 +1,14 @@
 // SPDX-License-Identifier: ISC
 // The modem that other tests rely on: its framing, its faults, and that it takes time to register.
-#include "simulator/modem/model.h"
-
 #include <gtest/gtest.h>
 
 #include "simulator/modem/pdu.h"
+#include "tests/modem/talk.h"
 
 using namespace simulator;
 
 namespace
 {
-
-// Everything that the AT port says to `input` by `now`.
-std::string say(modem_model &modem, std::string_view input, milliseconds now = 0)
-{
-    feed(modem, at_port, input, now);
-    return take(modem, at_port, now);
-}
-
-modem_model quiet()
-{
-    modem_model modem;
-    (void)say(modem, "ATE0\rAT+CMEE=2\r");
-    return modem;
-}
 
 TEST(modem, repliesAreFramedAsTheDaemonReadsThem)
 {
