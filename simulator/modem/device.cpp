@@ -7,11 +7,14 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <stdlib.h>
 #include <termios.h>
 #include <unistd.h>
+#include <utility>
 
 #include "core/record/paths.h"
+#include "simulator/network/cable.h"
 
 namespace simulator
 {
@@ -19,6 +22,9 @@ namespace
 {
 
 constexpr const char *portpaths[port_count] = {modem_atportpath, modem_secondportpath};
+
+// A terminal that nobody reads loses what the driver has no room for, too.
+constexpr std::size_t maxunwritten = 65536;
 
 // Writes as much as there is room for; the loop calls again for the rest.
 void writeport(device_port &own)
@@ -42,6 +48,21 @@ void readport(uloop_fd *watch, unsigned int)
 void expire(uloop_timeout *timer)
 {
     pump(*static_cast<device_timer *>(timer)->owner);
+}
+
+// The new file takes the place of the old one at once.
+void tellcable(device &modem)
+{
+    std::optional<std::string> now;
+    if (modem.plugged) now = hostaddress(modem.model);
+    if (std::exchange(modem.cable, now) == now) return;
+    if (!now) {
+        (void)unlink(cable_path);  // as good when it is gone
+        return;
+    }
+    const std::string fresh = std::string(cable_path) + ".new";
+    std::ofstream(fresh) << *now;
+    if (std::rename(fresh.c_str(), cable_path) != 0) std::perror("modem-simulator: cable");
 }
 
 bool openport(device_port &own)
@@ -107,6 +128,7 @@ bool plug(device &modem)
         unplug(modem);
         return false;
     }
+    pump(modem);  // it has something to say at once
     return true;
 }
 
@@ -115,6 +137,7 @@ void unplug(device &modem)
     modem.plugged = false;
     for (device_port &own : modem.ports)
         closeport(own);
+    tellcable(modem);
 }
 
 void pump(device &modem)
@@ -123,9 +146,11 @@ void pump(device &modem)
     for (const port where : {at_port, second_port}) {
         device_port &own = modem.ports[where];
         own.unwritten += take(modem.model, where, now);
-        if (!modem.plugged) own.unwritten.clear();
-        if (!own.unwritten.empty()) writeport(own);
+        if (!modem.plugged || own.unwritten.size() > maxunwritten) own.unwritten.clear();
     }
+    tellcable(modem);  // before a reply lets the router ask for it
+    for (device_port &own : modem.ports)
+        if (!own.unwritten.empty()) writeport(own);
     (void)uloop_timeout_cancel(&modem.timer);  // fails when it is not armed
     const std::optional<milliseconds> next = nextdue(modem.model);
     // The loop's timers may fire a millisecond early.

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <string>
 
 #include <libubus.h>
@@ -32,6 +33,7 @@ struct device {
     std::array<device_port, port_count> ports{};
     device_timer timer{};
     bool plugged = false;
+    std::optional<std::string> cable;  // as it was last told
 };
 
 // The clock of the model.
@@ -42,7 +44,8 @@ void preparedevice(device &modem, const std::string &folder);
 bool plug(device &modem);
 // Closes the ptys and removes the links.
 void unplug(device &modem);
-// Writes what is due and arms the timer for the rest. Needed after every change of the model.
+// Writes what is due, tells what the network interface has come to, and arms the timer for the
+// rest. Needed after every change of the model.
 void pump(device &modem);
 
 }  // namespace simulator

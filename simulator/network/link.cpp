@@ -60,6 +60,18 @@ bool setup(const char *interface, bool up)
 
 }  // namespace
 
+bool link_exists(const char *interface)
+{
+    return if_nametoindex(interface) != 0;
+}
+
+bool link_rename(const char *interface, const char *name)
+{
+    ifreq link = interfacerequest(interface);
+    std::strncpy(link.ifr_newname, name, IFNAMSIZ - 1);
+    return request(SIOCSIFNAME, &link);
+}
+
 bool link_setaddress(const char *interface, const char *address)
 {
     return changeaddress(interface, SIOCSIFADDR, address) &&

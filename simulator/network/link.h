@@ -2,6 +2,10 @@
 // Address, state and routes of the router's interfaces.
 #pragma once
 
+bool link_exists(const char *interface);
+// Of an interface that is down.
+bool link_rename(const char *interface, const char *name);
+
 // Brings the interface up with an IPv4 address of a /24 network. False: see errno.
 bool link_setaddress(const char *interface, const char *address);
 

@@ -4,16 +4,23 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <sys/inotify.h>
 #include <unistd.h>
+#include <utility>
 
 #include <libubus.h>
 
+#include "simulator/network/cable.h"
 #include "simulator/network/link.h"
 
 namespace
 {
 
 constexpr char interface[] = "usb0";
+constexpr char hidden[] = "nousb0";  // its name without a modem
 constexpr char otherinterface[] = "modem0";
 
 // What the next "up" does, and what was called.
@@ -25,7 +32,10 @@ struct network_state {
     std::uint32_t hang;  // ms that every call waits for its answer
     std::uint32_t ups;
     std::uint32_t downs;
-    uloop_timeout appear;
+    bool wanted;           // from "up" to "down"
+    std::string address;   // what the modem gives; empty: nothing
+    uloop_timeout appear;  // armed while the address is to come
+    uloop_fd watch;        // of the folder in which the modem tells it
     blob_buf reply;
 };
 
@@ -38,22 +48,55 @@ void complain(const char *what)
 
 void linkappears(uloop_timeout *)
 {
-    if (network.noaddress) return;
-    if (!link_setaddress(interface, "10.117.0.2")) complain("network-service: usb0");
+    if (network.noaddress || network.address.empty()) return;
+    const std::string gateway = network.address.substr(0, network.address.rfind('.')) + ".1";
+    if (!link_setaddress(interface, network.address.c_str())) complain("network-service: usb0");
     if (network.noroute) return;
     if (network.otherroute && (!link_setaddress(otherinterface, "10.118.0.2") ||
                                !link_addroute(otherinterface, "10.118.0.1")))
         complain("network-service: modem0");
-    if (!network.otherroute && !link_addroute(interface, "10.117.0.1"))
+    if (!network.otherroute && !link_addroute(interface, gateway.c_str()))
         complain("network-service: default route");
 }
 
 void takedown()
 {
     (void)uloop_timeout_cancel(&network.appear);
-    if (!link_down(interface)) complain("network-service: usb0");
+    if (link_exists(interface) && !link_down(interface)) complain("network-service: usb0");
     // Takes a default route there along; the other end of the pair must stay up.
     if (!link_down(otherinterface) || !link_up(otherinterface)) complain("network-service: modem0");
+}
+
+// Follows the modem: its interface is there or not, and an address that was waited for comes.
+void readcable()
+{
+    std::ifstream file(cable_path);
+    const bool present = file.is_open();
+    const std::string former = std::exchange(network.address, "");
+    (void)std::getline(file, network.address);
+    if (present != link_exists(interface)) {
+        takedown();
+        const bool renamed =
+            present ? link_rename(hidden, interface) : link_rename(interface, hidden);
+        if (!renamed) complain("network-service: modem's interface");
+    }
+    if (network.wanted && former != network.address)
+        (void)uloop_timeout_set(&network.appear, static_cast<int>(network.delay));
+}
+
+void cablechanges(uloop_fd *watch, unsigned int)
+{
+    char events[4096];
+    if (read(watch->fd, events, sizeof events) > 0) readcable();
+}
+
+bool watchcable()
+{
+    network.watch.cb = cablechanges;
+    network.watch.fd = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+    const std::string folder = std::filesystem::path(cable_path).parent_path();
+    return inotify_add_watch(network.watch.fd, folder.c_str(), IN_MOVED_TO | IN_DELETE) >= 0 &&
+           uloop_fd_add(&network.watch, ULOOP_READ) == 0;
 }
 
 void hang()
@@ -66,6 +109,8 @@ int bringup(ubus_context *, ubus_object *, ubus_request_data *, const char *, bl
     network.ups++;
     hang();
     takedown();
+    network.wanted = true;
+    readcable();
     uloop_timeout_set(&network.appear, static_cast<int>(network.delay));
     return 0;
 }
@@ -74,6 +119,7 @@ int bringdown(ubus_context *, ubus_object *, ubus_request_data *, const char *, 
 {
     network.downs++;
     hang();
+    network.wanted = false;
     takedown();
     return 0;
 }
@@ -140,7 +186,8 @@ int main()
     uloop_init();
     ubus_context *bus = ubus_connect(nullptr);
     takedown();
-    if (bus == nullptr || !addobject(bus, link, linktype) ||
+    readcable();
+    if (bus == nullptr || !watchcable() || !addobject(bus, link, linktype) ||
         !addobject(bus, steering, steeringtype)) {
         std::fputs("network-service: cannot offer its objects on the bus\n", stderr);
         return 1;

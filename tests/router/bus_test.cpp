@@ -145,8 +145,8 @@ constexpr char connectedreport[] =
     "cntsvs=8,datetime=15-03-2024 09:30:15"
     "\ninfo.sim. imsi=250990000000002,iccid=8970199000000000025"
     "\ninfo.network. state=connected,provider=Test Operator,type=4g/LTE,level=good,rssi=-70.00,"
-    "rsrp=-90.00,rsrq=-10.00,sinr=15.00,rscp=-124.00,ecio=-20.00,ip=10.117.0.2,"
-    "gateway=10.117.0.1,rx_counter=0,tx_counter=0"
+    "rsrp=-90.00,rsrq=-10.00,sinr=15.00,rscp=-124.00,ecio=-20.00,ip=203.0.113.2,"
+    "gateway=203.0.113.1,rx_counter=0,tx_counter=0"
     "\ninfo.ussd. state=stopped,cmd=none,answer=none"
     "\ninfo.sms. recv_counter=0,recv_max=32,recv_file=/root/listsms.kelvantorium";
 

@@ -105,6 +105,30 @@ TEST(link, connectsOnceAddressAndOwnRouteAreThere)
     EXPECT_EQ(router.status("info.network.ip"), "10.117.0.9") << "read once";
 }
 
+TEST(link, interfaceAndAddressAreTheModems)
+{
+    running_router router;
+    EXPECT_EQ(router.status("info.network.ip"), "203.0.113.2");
+    EXPECT_EQ(router.status("info.network.gateway"), "203.0.113.1");
+    EXPECT_EQ(ask(router, "set", {{"modem_network_iparea", "private"}}), "ok");
+    EXPECT_TRUE(router.settles());
+    EXPECT_EQ(router.status("info.network.ip"), "10.117.0.2");
+
+    EXPECT_EQ(ask(router, "at_send", {{"cmd", "AT+DIALMODE=1"}}), "ok");
+    arrange(router, {unregistered});
+    EXPECT_TRUE(router.becomes("info.network.state", "disconnected"));
+    EXPECT_EQ(router.steadypass(), lostpass) << "registered, but no data connection";
+    EXPECT_EQ(ask(router, "at_send", {{"cmd", "AT+DIALMODE=0"}}), "ok");
+    EXPECT_TRUE(router.settles());
+
+    arrange(router, {{"unplug"}});
+    EXPECT_TRUE(wait_until([] { return !link_exists("usb0"); }));
+    EXPECT_TRUE(router.becomes(errorpath, "no_answer"));
+    arrange(router, {{"replug"}});
+    EXPECT_TRUE(wait_until([] { return link_exists("usb0"); }));
+    router.renew();
+}
+
 TEST(link, missingNetworkServiceIsLoggedOncePerCall)
 {
     running_router router({.network = false, .settled = false});

@@ -4,11 +4,13 @@
 
 #include <filesystem>
 #include <functional>
+#include <net/if.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "simulator/network/cable.h"
 #include "tests/support/router.h"
 
 using namespace std::chrono_literals;
@@ -115,6 +117,8 @@ TEST(network, givesAndTakesAddressAndRouteAsTold)
         {"another route", {{"other_route", true}}, "modem0"},
     };
     virtual_router router({.modem = false, .start = false});
+    EXPECT_EQ(if_nametoindex("usb0"), 0U) << "without a modem";
+    write_file(cable_path, "10.117.0.2");
     for (const auto &row : rows) {
         SCOPED_TRACE(row.name);
         ASSERT_TRUE(router.network("behave", row.behaviour).ok());
