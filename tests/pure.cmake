@@ -8,6 +8,7 @@ add_executable(pure_tests
     indicators/leds_test.cpp
     monitor/defaults_test.cpp
     monitor/gnss_test.cpp
+    monitor/replies_test.cpp
     monitor/route_test.cpp
     monitor/signal_test.cpp
     sms/storage_test.cpp
