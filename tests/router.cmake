@@ -9,6 +9,7 @@ add_executable(router_tests
     router/life_test.cpp
     router/link_test.cpp
     router/poll_test.cpp
+    router/profile_test.cpp
     router/running.cpp
     router/set_test.cpp
     router/sms_test.cpp
@@ -17,5 +18,7 @@ add_executable(router_tests
     ${PROJECT_SOURCE_DIR}/simulator/network/link.cpp
 )
 target_link_libraries(router_tests PRIVATE test_support simulator_modem)
+target_compile_definitions(router_tests PRIVATE
+    MODEM_PROFILES="${PROJECT_SOURCE_DIR}/simulator/profiles")
 add_dependencies(router_tests router_programs kelvantorium_fast)
 gtest_discover_tests(router_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

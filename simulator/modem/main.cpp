@@ -1,24 +1,45 @@
 // SPDX-License-Identifier: ISC
-// modem-simulator [--dir FOLDER]: the modem of the virtual router, on two ptys and the bus.
+// modem-simulator [--profile FILE]: the modem of the virtual router, on two ptys and the bus.
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "core/record/paths.h"
 #include "simulator/modem/control.h"
 #include "simulator/modem/device.h"
 
+namespace
+{
+
+bool takeprofile(simulator::modem_profile &profile, const char *path)
+{
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    if (!file) {
+        std::fprintf(stderr, "modem-simulator: cannot read %s\n", path);
+        return false;
+    }
+    const std::string wrong = readprofile(profile, text.str());
+    if (!wrong.empty()) std::fprintf(stderr, "modem-simulator: %s: %s?\n", path, wrong.c_str());
+    return wrong.empty();
+}
+
+}  // namespace
+
 int main(int count, char **values)
 {
-    std::string folder = std::filesystem::path(modem_atportpath).parent_path();
-    if (count == 3 && std::strcmp(values[1], "--dir") == 0) {
-        folder = values[2];
+    const std::string folder = std::filesystem::path(modem_atportpath).parent_path();
+    static simulator::device modem;
+    if (count == 3 && std::strcmp(values[1], "--profile") == 0) {
+        if (!takeprofile(modem.model.profile, values[2])) return 2;
     } else if (count != 1) {
-        std::fprintf(stderr, "usage: %s [--dir FOLDER]\n", values[0]);
+        std::fprintf(stderr, "usage: %s [--profile FILE]\n", values[0]);
         return 2;
     }
 
-    static simulator::device modem;
     if (uloop_init() != 0) return 1;
     ubus_context *bus = ubus_connect(modem_buspath);
     if (bus == nullptr) {

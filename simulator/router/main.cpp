@@ -25,6 +25,7 @@ constexpr char pidpath[] = "/run/kelvantorium.pid";  // the daemon's, for comman
 constexpr char usage[] =
     "usage: router [options] [command [arguments]]\n"
     "  --config FILE           the settings package instead of the default one\n"
+    "  --modem FILE            the modem's profile\n"
     "  --daemon PATH           the daemon's program\n"
     "  --daemon-prefix WORDS   put in front of it, e.g. an emulator\n"
     "  --broker PATH           the bus broker's program\n"
@@ -33,6 +34,7 @@ constexpr char usage[] =
 
 struct router_options {
     std::string config = router_defaultconfig;
+    std::string modem;  // text of its profile
     std::string daemon;
     std::string prefix;
     std::string broker;
@@ -46,6 +48,7 @@ bool readoptions(int argc, char **argv, router_options &options)
 {
     static const option names[] = {
         {"config", required_argument, nullptr, 'c'},
+        {"modem", required_argument, nullptr, 'm'},
         {"daemon", required_argument, nullptr, 'd'},
         {"daemon-prefix", required_argument, nullptr, 'p'},
         {"broker", required_argument, nullptr, 'b'},
@@ -57,11 +60,12 @@ bool readoptions(int argc, char **argv, router_options &options)
     for (int letter = 0; (letter = getopt_long(argc, argv, "+", names, nullptr)) != -1;) {
         switch (letter) {
             case 'c':
+            case 'm':
                 if (access(optarg, R_OK) != 0) {
                     std::perror(optarg);
                     return false;
                 }
-                options.config = read_file(optarg);
+                (letter == 'c' ? options.config : options.modem) = read_file(optarg);
                 break;
             case 'd':
                 options.daemon = optarg;
@@ -122,6 +126,7 @@ int runrouter(const router_options &options, const std::string &folder)
     std::vector<std::string> daemon = words_of(options.prefix);
     daemon.push_back(options.daemon.empty() ? folder + "/kelvantorium" : options.daemon);
     parts.setcommand(router_part::daemon, daemon);
+    if (!options.modem.empty()) parts.setprofile(options.modem);
     if (!options.broker.empty()) parts.setcommand(router_part::broker, {options.broker});
 
     for (std::size_t number = 0; number < router_partcount; number++) {

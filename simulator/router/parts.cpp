@@ -78,6 +78,12 @@ void router_parts::setcommand(router_part part, const std::vector<std::string> &
     at(part).argv = argv;
 }
 
+void router_parts::setprofile(const std::string &text)
+{
+    write_file(router_profilepath, text);
+    setcommand(router_part::modem, {folder + "/modem-simulator", "--profile", router_profilepath});
+}
+
 bool router_parts::launch(router_part part)
 {
     process &child = at(part);
@@ -88,7 +94,7 @@ bool router_parts::launch(router_part part)
 
 bool router_parts::start(router_part part)
 {
-    const std::string &program = at(part).argv.back();
+    const std::string program = rows[static_cast<std::size_t>(part)].program;
     const auto isready = rows[static_cast<std::size_t>(part)].isready;
     bool ready = false;
     if (launch(part)) wait_until([&] { return (ready = isready()) || !running(part); });

@@ -15,6 +15,7 @@ constexpr std::size_t router_partcount = 5;
 
 constexpr char router_logpath[] = "/run/log/messages";
 constexpr char router_outpath[] = "/run/kelvantorium.out";
+constexpr char router_profilepath[] = "/run/modem.profile";
 constexpr char router_configpath[] = "/etc/config/kelvantorium";
 
 // The package with every option present: slot 1, GNSS on.
@@ -31,6 +32,9 @@ public:
 
     // The program and its arguments instead of the default one.
     void setcommand(router_part part, const std::vector<std::string> &argv);
+
+    // The modem's profile instead of the ordinary one: its text.
+    void setprofile(const std::string &text);
 
     // Starts a part without waiting for it.
     bool launch(router_part part);

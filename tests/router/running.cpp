@@ -83,6 +83,7 @@ std::string ask(virtual_router &router, const std::string &method, bus_arguments
 running_router::running_router(const running_setup &setup)
     : virtual_router({.config = setup.config,
                       .daemon = "kelvantorium-fast",
+                      .profile = setup.profile,
                       .network = setup.network,
                       .start = false})
 {

@@ -10,6 +10,7 @@
 
 struct running_setup {
     std::string config = router_defaultconfig;
+    std::string profile = {};        // the modem's; empty: the ordinary one
     const char *interval = nullptr;  // ms between passes; null: 20
     bool network = true;             // there is a network service
     bool settled = true;             // wait for full passes

@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include "simulator/network/cable.h"
+
 using namespace std::chrono_literals;
 
 namespace
@@ -42,7 +44,7 @@ void cleanup()
 {
     for (const char *path :
          {router_configpath, router_logpath, router_outpath, "/root/listsms.kelvantorium",
-          "/tmp/.uci/kelvantorium", "/dev/log", "/run/silent"})
+          "/tmp/.uci/kelvantorium", "/dev/log", "/run/silent", cable_path})
         (void)unlink(path);
 }
 
@@ -79,6 +81,7 @@ virtual_router::virtual_router(const router_setup &setup) : parts(ROUTER_PROGRAM
     cleanup();
     if (!setup.config.empty()) write_file(router_configpath, setup.config);
     parts.setcommand(router_part::daemon, daemoncommand(setup.daemon));
+    if (!setup.profile.empty()) parts.setprofile(setup.profile);
     if (!startpart(router_part::log)) return;
     if (setup.broker && !startpart(router_part::broker)) return;
     if (setup.broker && setup.network && !startpart(router_part::network)) return;

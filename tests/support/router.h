@@ -19,6 +19,7 @@
 struct router_setup {
     std::string config = router_defaultconfig;  // empty: there is no package
     std::string daemon = "kelvantorium";        // in the build folder, or an absolute path
+    std::string profile = {};                   // text of the modem's; empty: the ordinary one
     bool broker = true;
     bool network = true;
     bool modem = true;
