@@ -144,7 +144,6 @@ void ubus_free(struct ubus_context *ctx);
 
 /* Waits for ever on a silent broker. */
 int ubus_add_object(struct ubus_context *ctx, struct ubus_object *obj);
-int ubus_remove_object(struct ubus_context *ctx, struct ubus_object *obj);
 /* Null path: all objects; one that ends in '*': all that begin so. */
 int ubus_lookup(struct ubus_context *ctx, const char *path, ubus_lookup_handler_t cb, void *priv);
 /* `*id` is left alone when nothing is found. */
@@ -172,32 +171,12 @@ static inline int ubus_invoke(struct ubus_context *ctx,
 }
 
 int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, struct blob_attr *msg);
-void ubus_complete_deferred_request(struct ubus_context *ctx,
-                                    struct ubus_request_data *req,
-                                    int ret);
-
-/* Keeps the request open after its handler; the copy is completed later. */
-static inline void ubus_defer_request(struct ubus_context *ctx,
-                                      struct ubus_request_data *req,
-                                      struct ubus_request_data *new_req)
-{
-    (void)ctx;
-    *new_req = *req;
-    new_req->acl.user = NULL; /* the texts live in the message */
-    new_req->acl.group = NULL;
-    req->deferred = true;
-}
 
 const char *ubus_strerror(int error);
 
 static inline void ubus_add_uloop(struct ubus_context *ctx)
 {
     uloop_fd_add(&ctx->sock, ULOOP_BLOCKING | ULOOP_READ);
-}
-
-static inline void ubus_handle_event(struct ubus_context *ctx)
-{
-    ctx->sock.cb(&ctx->sock, ULOOP_READ);
 }
 
 #ifdef __cplusplus

@@ -172,7 +172,6 @@ int uci_list_configs(struct uci_context *ctx, char ***list);
 
 /* The file with the pending changes of all programs applied. */
 int uci_load(struct uci_context *ctx, const char *name, struct uci_package **package);
-int uci_unload(struct uci_context *ctx, struct uci_package *p);
 
 /* Splits "package[.section[.option]][=value]" in place: `ptr` points into `str` from then on. */
 int uci_parse_ptr(struct uci_context *ctx, struct uci_ptr *ptr, char *str);

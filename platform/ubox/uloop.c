@@ -70,7 +70,6 @@ void uloop_done(void)
     close_descriptors();
     batch_next = batch_count = 0;
     uloop_canceltimers();
-    uloop_forgetprocesses();
 }
 
 bool uloop_cancelling(void)
@@ -89,7 +88,6 @@ int uloop_fd_add(struct uloop_fd *sock, unsigned int flags)
     struct epoll_event event = {.data.ptr = sock};
     if (flags & ULOOP_READ) event.events |= EPOLLIN | EPOLLRDHUP;
     if (flags & ULOOP_WRITE) event.events |= EPOLLOUT;
-    if (flags & ULOOP_EDGE_TRIGGER) event.events |= EPOLLET;
     if (epoll_ctl(pollfd, sock->registered ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, sock->fd, &event) != 0)
         return -1;
     sock->registered = true;
@@ -152,7 +150,6 @@ int uloop_run_timeout(int timeout)
     depth++;
     do {
         uloop_runtimers();
-        uloop_reap();
         if (uloop_cancelled) break;
         int wait = uloop_nexttimer();
         if (timeout >= 0 && (wait < 0 || wait > timeout)) wait = timeout;

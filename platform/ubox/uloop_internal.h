@@ -7,17 +7,14 @@
 
 #include <libubox/uloop.h>
 
-/* Stored by the signal handlers, read by the loop. */
+/* Stored by the signal handler, read by the loop. */
 extern volatile sig_atomic_t uloop_signal;
-extern volatile sig_atomic_t uloop_childseen;
 
-/* Write end of the wake-up pipe: a handler's byte ends the wait that it would otherwise miss. */
+/* Write end of the wake-up pipe: the handler's byte ends the wait that it would otherwise miss. */
 extern int uloop_wakefd;
 
 void uloop_setsignals(void);
 void uloop_restoresignals(void);
-void uloop_reap(void);
-void uloop_forgetprocesses(void);
 
 /* Runs every timer that is due at the moment of the call. */
 void uloop_runtimers(void);

@@ -55,27 +55,6 @@ int ubus_add_object(struct ubus_context *ctx, struct ubus_object *obj)
     return UBUS_STATUS_OK;
 }
 
-static void on_removed(struct ubus_request *req, struct blob_attr **attrs)
-{
-    struct registration *registration = req->priv;
-    struct ubus_object *object = registration->object;
-    if (attrs[UBUS_ATTR_OBJID] == NULL) return;
-    registration->answered = true;
-    object->id = 0;
-    if (attrs[UBUS_ATTR_OBJTYPE] != NULL && object->type != NULL) object->type->id = 0;
-}
-
-int ubus_remove_object(struct ubus_context *ctx, struct ubus_object *obj)
-{
-    struct registration registration = {.object = obj};
-    struct ubus_request req = {.raw_data_cb = on_removed, .priv = &registration};
-    ubus_begin();
-    blob_put_u32(&ubus_out, UBUS_ATTR_OBJID, obj->id);
-    const int status = ubus_request(ctx, &req, UBUS_MSG_REMOVE_OBJECT, 0);
-    if (registration.answered) list_del(&obj->avl.list);
-    return status;
-}
-
 int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, struct blob_attr *msg)
 {
     ubus_begin();
@@ -85,12 +64,10 @@ int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, str
                                                               : UBUS_STATUS_NO_DATA;
 }
 
-void ubus_complete_deferred_request(struct ubus_context *ctx,
-                                    struct ubus_request_data *req,
-                                    int ret)
+static void send_status(struct ubus_context *ctx, const struct ubus_request_data *req, int status)
 {
     ubus_begin();
-    blob_put_u32(&ubus_out, UBUS_ATTR_STATUS, (uint32_t)ret);
+    blob_put_u32(&ubus_out, UBUS_ATTR_STATUS, (uint32_t)status);
     blob_put_u32(&ubus_out, UBUS_ATTR_OBJID, req->object);
     (void)ubus_send(ctx, UBUS_MSG_STATUS, req->seq, req->peer); /* the loss shows in `sock.eof` */
 }
@@ -152,5 +129,5 @@ void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg)
     }
     const bool silent =
         attrs[UBUS_ATTR_NO_REPLY] != NULL && blob_get_u8(attrs[UBUS_ATTR_NO_REPLY]) != 0;
-    if (!req.deferred && !silent) ubus_complete_deferred_request(ctx, &req, status);
+    if (!silent) send_status(ctx, &req, status);
 }

@@ -97,13 +97,6 @@ static inline uint8_t blob_get_u8(const struct blob_attr *attr)
     return (uint8_t)attr->data[0];
 }
 
-static inline uint16_t blob_get_u16(const struct blob_attr *attr)
-{
-    uint16_t value;
-    memcpy(&value, attr->data, sizeof(value));
-    return be16toh(value);
-}
-
 static inline uint32_t blob_get_u32(const struct blob_attr *attr)
 {
     uint32_t value;
@@ -111,31 +104,9 @@ static inline uint32_t blob_get_u32(const struct blob_attr *attr)
     return be32toh(value);
 }
 
-static inline uint64_t blob_get_u64(const struct blob_attr *attr)
-{
-    uint64_t value;
-    memcpy(&value, attr->data, sizeof(value));
-    return be64toh(value);
-}
-
-static inline int8_t blob_get_int8(const struct blob_attr *attr)
-{
-    return (int8_t)blob_get_u8(attr);
-}
-
-static inline int16_t blob_get_int16(const struct blob_attr *attr)
-{
-    return (int16_t)blob_get_u16(attr);
-}
-
 static inline int32_t blob_get_int32(const struct blob_attr *attr)
 {
     return (int32_t)blob_get_u32(attr);
-}
-
-static inline int64_t blob_get_int64(const struct blob_attr *attr)
-{
-    return (int64_t)blob_get_u64(attr);
 }
 
 static inline const char *blob_get_string(const struct blob_attr *attr)
@@ -173,33 +144,11 @@ static inline struct blob_attr *blob_put_string(struct blob_buf *buf, int id, co
     return blob_put(buf, id, str, (unsigned int)strlen(str) + 1U);
 }
 
-static inline struct blob_attr *blob_put_u8(struct blob_buf *buf, int id, uint8_t val)
-{
-    return blob_put(buf, id, &val, sizeof(val));
-}
-
-static inline struct blob_attr *blob_put_u16(struct blob_buf *buf, int id, uint16_t val)
-{
-    val = htobe16(val);
-    return blob_put(buf, id, &val, sizeof(val));
-}
-
 static inline struct blob_attr *blob_put_u32(struct blob_buf *buf, int id, uint32_t val)
 {
     val = htobe32(val);
     return blob_put(buf, id, &val, sizeof(val));
 }
-
-static inline struct blob_attr *blob_put_u64(struct blob_buf *buf, int id, uint64_t val)
-{
-    val = htobe64(val);
-    return blob_put(buf, id, &val, sizeof(val));
-}
-
-#define blob_put_int8 blob_put_u8
-#define blob_put_int16 blob_put_u16
-#define blob_put_int32 blob_put_u32
-#define blob_put_int64 blob_put_u64
 
 #define blob_for_each_attr(pos, attr, rem)                             \
     for ((rem) = (attr) ? blob_len(attr) : 0,                          \

@@ -85,11 +85,6 @@ static inline size_t blobmsg_data_len(const struct blob_attr *attr)
     return header != SIZE_MAX ? blob_len(attr) - header : 0;
 }
 
-static inline size_t blobmsg_len(const struct blob_attr *attr)
-{
-    return blobmsg_data_len(attr);
-}
-
 /* Header, type and payload are sound; with `name` the attribute must have a non-empty one. */
 bool blobmsg_check_attr(const struct blob_attr *attr, bool name);
 /* The same, never looking beyond `len` bytes. */
@@ -108,11 +103,6 @@ int blobmsg_add_field(
     struct blob_buf *buf, int type, const char *name, const void *data, unsigned int len);
 void *blobmsg_open_nested(struct blob_buf *buf, const char *name, bool array);
 
-static inline int blobmsg_buf_init(struct blob_buf *buf)
-{
-    return blob_buf_init(buf, BLOBMSG_TYPE_TABLE);
-}
-
 static inline int blobmsg_add_double(struct blob_buf *buf, const char *name, double val)
 {
     uint64_t bits;
@@ -124,12 +114,6 @@ static inline int blobmsg_add_double(struct blob_buf *buf, const char *name, dou
 static inline int blobmsg_add_u8(struct blob_buf *buf, const char *name, uint8_t val)
 {
     return blobmsg_add_field(buf, BLOBMSG_TYPE_INT8, name, &val, sizeof(val));
-}
-
-static inline int blobmsg_add_u16(struct blob_buf *buf, const char *name, uint16_t val)
-{
-    val = htobe16(val);
-    return blobmsg_add_field(buf, BLOBMSG_TYPE_INT16, name, &val, sizeof(val));
 }
 
 static inline int blobmsg_add_u32(struct blob_buf *buf, const char *name, uint32_t val)

@@ -56,12 +56,6 @@ static inline void list_del(struct list_head *entry)
     entry->prev = NULL;
 }
 
-static inline void list_del_init(struct list_head *entry)
-{
-    list_del(entry);
-    INIT_LIST_HEAD(entry);
-}
-
 #define list_entry(ptr, type, member) container_of(ptr, type, member)
 #define list_first_entry(head, type, member) list_entry((head)->next, type, member)
 

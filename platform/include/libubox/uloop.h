@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
 /*
- * Event loop: descriptors, timers, children, and an orderly end on SIGINT and SIGTERM.
+ * Event loop: descriptors, timers, and an orderly end on SIGINT and SIGTERM.
  *
  * One loop per process, used from one thread. Structures are zeroed by their owner before the first
  * use and stay in place while registered or pending.
@@ -18,15 +18,12 @@
 
 struct uloop_fd;
 struct uloop_timeout;
-struct uloop_process;
 
 typedef void (*uloop_fd_handler)(struct uloop_fd *u, unsigned int events);
 typedef void (*uloop_timeout_handler)(struct uloop_timeout *t);
-typedef void (*uloop_process_handler)(struct uloop_process *c, int ret);
 
 #define ULOOP_READ (1 << 0)
 #define ULOOP_WRITE (1 << 1)
-#define ULOOP_EDGE_TRIGGER (1 << 2)
 #define ULOOP_BLOCKING (1 << 3) /* leave O_NONBLOCK of the descriptor alone */
 #define ULOOP_ERROR_CB (1 << 6) /* keep the descriptor in the loop on error or hang-up */
 
@@ -46,15 +43,7 @@ struct uloop_timeout {
     struct timeval time; /* CLOCK_MONOTONIC deadline */
 };
 
-struct uloop_process {
-    struct list_head list;
-    bool pending;
-    uloop_process_handler cb; /* gets the wait status */
-    pid_t pid;
-};
-
 extern bool uloop_cancelled;
-extern bool uloop_handle_sigchld; /* false before uloop_init: SIGCHLD is left alone */
 
 /* 0, or -1 without a poll descriptor or wake-up pipe. Repeating it changes nothing. */
 int uloop_init(void);
@@ -77,10 +66,6 @@ int uloop_timeout_add(struct uloop_timeout *timeout);
 int uloop_timeout_cancel(struct uloop_timeout *timeout);
 /* ms, negative when overdue; -1 when not pending. */
 int64_t uloop_timeout_remaining64(struct uloop_timeout *timeout);
-
-/* -1 when already pending, or not pending. */
-int uloop_process_add(struct uloop_process *p);
-int uloop_process_delete(struct uloop_process *p);
 
 static inline int uloop_run(void)
 {

@@ -18,15 +18,4 @@
 #define __packed __attribute__((packed))
 #endif
 
-#ifndef __unused
-#define __unused __attribute__((unused))
-#endif
-
-#define cpu_to_be16(x) htobe16(x)
-#define cpu_to_be32(x) htobe32(x)
-#define cpu_to_be64(x) htobe64(x)
-#define be16_to_cpu(x) be16toh(x)
-#define be32_to_cpu(x) be32toh(x)
-#define be64_to_cpu(x) be64toh(x)
-
 #endif
