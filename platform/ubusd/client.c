@@ -13,31 +13,22 @@
 
 #include "ubusd.h"
 
-#define QUEUE_MAX ((size_t)UBUS_MAX_MSGLEN)
-#define ACCEPT_PAUSE 100 /* ms to wait for free descriptors */
+#define QUEUE_MAX ((size_t)UBUS_MAX_MSGLEN) /* octets; what comes then is dropped */
+#define ACCEPT_PAUSE 100                    /* ms to wait for free descriptors */
 
-static LIST_HEAD(clients);
+static void *clients; /* by id */
 static struct uloop_fd listener;
 static struct uloop_timeout accept_timer;
 
 struct ubusd_client *ubusd_find_client(uint32_t id)
 {
-    struct ubusd_client *client;
-    list_for_each_entry(client, &clients, list)
-    {
-        if (client->id == id) return client;
-    }
-    return NULL;
-}
-
-static bool client_taken(uint32_t id)
-{
-    return ubusd_find_client(id) != NULL;
+    uint32_t *found = ubusd_id_find(&clients, id);
+    return found != NULL ? container_of(found, struct ubusd_client, id) : NULL;
 }
 
 static void free_client(struct ubusd_client *client)
 {
-    list_del(&client->list);
+    if (client->id != 0) ubusd_id_release(&clients, &client->id);
     uloop_fd_delete(&client->sock);
     close(client->sock.fd);
     ubusd_remove_objects_of(client);
@@ -58,11 +49,14 @@ static void give_up(struct ubusd_client *client)
     shutdown(client->sock.fd, SHUT_RDWR);
 }
 
+/* Room for `more` octets at the end of the queue, which moves up once most of it is sent. */
 static bool reserve(struct ubusd_client *client, size_t more)
 {
-    if (client->sent > 0) memmove(client->queue, client->queue + client->sent, client->queued);
-    client->sent = 0;
-    char *queue = realloc(client->queue, client->queued + more);
+    if (client->sent >= client->queued && client->sent > 0) {
+        memmove(client->queue, client->queue + client->sent, client->queued);
+        client->sent = 0;
+    }
+    char *queue = realloc(client->queue, client->sent + client->queued + more);
     if (queue == NULL) return false;
     client->queue = queue;
     return true;
@@ -83,21 +77,21 @@ void ubusd_send(struct ubusd_client *client,
         if (sent < 0 || (size_t)sent == total)
             return; /* a dead socket reports itself to the loop */
         done = (size_t)sent;
-    } else if (client->queued + total > QUEUE_MAX) {
+    } else if (!client->unlimited && client->queued + total > QUEUE_MAX) {
         return;
     }
     if (!reserve(client, total - done)) {
         give_up(client);
         return;
     }
-    char *end = client->queue + client->queued;
+    char *end = client->queue + client->sent + client->queued;
     if (done < sizeof(hdr)) {
         memcpy(end, (const char *)&hdr + done, sizeof(hdr) - done);
         end += sizeof(hdr) - done;
         done = sizeof(hdr);
     }
     memcpy(end, (const char *)body + (done - sizeof(hdr)), total - done);
-    client->queued = (size_t)(end - client->queue) + total - done;
+    client->queued = (size_t)(end - client->queue) - client->sent + total - done;
     uloop_fd_add(&client->sock, ULOOP_READ | ULOOP_WRITE);
 }
 
@@ -116,6 +110,15 @@ static void flush(struct ubusd_client *client)
     uloop_fd_add(&client->sock, ULOOP_READ);
 }
 
+/* The answer to one message goes out whole, a list of all objects for instance, unless the client
+ * is behind already. */
+static void answer(struct ubusd_client *client, struct ubus_msg *msg)
+{
+    client->unlimited = client->queued <= QUEUE_MAX;
+    ubusd_handle(client, msg);
+    client->unlimited = false;
+}
+
 /* One message at a time, so that every client has its turn. */
 static void on_client(struct uloop_fd *sock, unsigned int events)
 {
@@ -131,7 +134,7 @@ static void on_client(struct uloop_fd *sock, unsigned int events)
         case UBUS_READ_AGAIN:
             break;
         case UBUS_READ_MESSAGE:
-            ubusd_handle(client, msg);
+            answer(client, msg);
             free(msg);
             break;
         case UBUS_READ_INVALID:
@@ -161,12 +164,13 @@ static void add_client(int fd)
     }
     client->sock.fd = fd;
     client->sock.cb = on_client;
-    list_add_tail(&client->list, &clients);
-    if (!identify(client) || uloop_fd_add(&client->sock, ULOOP_READ) != 0) {
+    INIT_LIST_HEAD(&client->objects);
+    if (!identify(client) || uloop_fd_add(&client->sock, ULOOP_READ) != 0 ||
+        !ubusd_id_assign(&clients, &client->id)) {
+        client->id = 0;
         free_client(client);
         return;
     }
-    client->id = ubusd_new_id(client_taken);
     const struct blob_attr empty = {.id_len = htobe32(sizeof(empty))};
     ubusd_send(client, UBUS_MSG_HELLO, 0, client->id, &empty);
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: ISC
 /*
- * Bus broker: objects and types.
+ * Bus broker: objects and types, and the numbers and names under which they are found.
  */
+#include <search.h>
 #include <stdlib.h>
 #include <sys/random.h>
 #include <unistd.h>
@@ -10,38 +11,54 @@
 
 #include "ubusd.h"
 
-LIST_HEAD(ubusd_objects);
-static LIST_HEAD(types);
+size_t ubusd_object_count;
+static void *objects; /* by id */
+static void *paths;   /* objects by name, those without one left out */
+static void *types;   /* by id */
 
-uint32_t ubusd_new_id(bool (*taken)(uint32_t id))
+static int compare_ids(const void *left, const void *right)
 {
-    static uint32_t id;
-    if (id == 0 && getrandom(&id, sizeof(id), GRND_NONBLOCK) != (ssize_t)sizeof(id))
-        id = (uint32_t)getpid() << 12;
-    do {
-        id = id * 1664525U + 1013904223U; /* full period: every number comes up */
-    } while (id < UBUS_CLIENT_ID_MIN || taken(id));
-    return id;
+    const uint32_t a = *(const uint32_t *)left;
+    const uint32_t b = *(const uint32_t *)right;
+    return (a > b) - (a < b);
+}
+
+bool ubusd_id_assign(void **tree, uint32_t *id)
+{
+    static uint32_t number;
+    if (number == 0 && getrandom(&number, sizeof(number), GRND_NONBLOCK) != (ssize_t)sizeof(number))
+        number = (uint32_t)getpid() << 12;
+    for (;;) {
+        number = number * 1664525U + 1013904223U; /* full period: every number comes up */
+        if (number < UBUS_CLIENT_ID_MIN) continue;
+        *id = number;
+        uint32_t *const *node = tsearch(id, tree, compare_ids);
+        if (node == NULL) return false;
+        if (*node == id) return true;
+    }
+}
+
+uint32_t *ubusd_id_find(void *const *tree, uint32_t id)
+{
+    uint32_t *const *node = tfind(&id, tree, compare_ids);
+    return node != NULL ? *node : NULL;
+}
+
+void ubusd_id_release(void **tree, uint32_t *id)
+{
+    (void)tdelete(id, tree, compare_ids);
 }
 
 struct ubusd_type *ubusd_find_type(uint32_t id)
 {
-    struct ubusd_type *type;
-    list_for_each_entry(type, &types, list)
-    {
-        if (type->id == id) return type;
-    }
-    return NULL;
+    uint32_t *found = ubusd_id_find(&types, id);
+    return found != NULL ? container_of(found, struct ubusd_type, id) : NULL;
 }
 
-static bool type_taken(uint32_t id)
+void ubusd_drop_type(struct ubusd_type *type)
 {
-    return ubusd_find_type(id) != NULL;
-}
-
-static void free_type(struct ubusd_type *type)
-{
-    list_del(&type->list);
+    if (type == NULL || type->users > 0) return;
+    ubusd_id_release(&types, &type->id);
     free(type->signature);
     free(type);
 }
@@ -57,52 +74,62 @@ struct ubusd_type *ubusd_new_type(const struct blob_attr *signature)
     const size_t size = blob_raw_len(signature);
     struct ubusd_type *type = calloc(1, sizeof(*type));
     struct blob_attr *copy = malloc(size);
-    if (type == NULL || copy == NULL) {
+    if (type == NULL || copy == NULL || !ubusd_id_assign(&types, &type->id)) {
         free(type);
         free(copy);
         return NULL;
     }
     memcpy(copy, signature, size);
     type->signature = copy;
-    type->id = ubusd_new_id(type_taken);
-    list_add_tail(&type->list, &types);
     return type;
 }
 
 struct ubusd_object *ubusd_find_object(uint32_t id)
 {
-    struct ubusd_object *object;
-    list_for_each_entry(object, &ubusd_objects, list)
-    {
-        if (object->id == id) return object;
-    }
-    return NULL;
+    uint32_t *found = ubusd_id_find(&objects, id);
+    return found != NULL ? container_of(found, struct ubusd_object, id) : NULL;
+}
+
+static int compare_paths(const void *left, const void *right)
+{
+    const struct ubusd_object *a = left;
+    const struct ubusd_object *b = right;
+    return strcmp(a->path, b->path);
 }
 
 struct ubusd_object *ubusd_find_path(const char *path)
 {
-    struct ubusd_object *object;
-    list_for_each_entry(object, &ubusd_objects, list)
-    {
-        if (object->path != NULL && strcmp(object->path, path) == 0) return object;
-    }
-    return NULL;
+    const struct ubusd_object key = {.path = (char *)path};
+    struct ubusd_object *const *node = tfind(&key, &paths, compare_paths);
+    return node != NULL ? *node : NULL;
 }
 
-static bool object_taken(uint32_t id)
+/* A walk through a tree takes no argument of its own. */
+static struct {
+    void (*take)(const struct ubusd_object *object, void *priv);
+    void *priv;
+} walk;
+
+static void visit(const void *node, VISIT order, int depth)
 {
-    return ubusd_find_object(id) != NULL;
+    (void)depth;
+    if (order == postorder || order == leaf)
+        walk.take(*(struct ubusd_object *const *)node, walk.priv);
 }
 
-static void insert(struct ubusd_object *object)
+void ubusd_each_path(void (*take)(const struct ubusd_object *object, void *priv), void *priv)
 {
-    struct ubusd_object *later;
-    list_for_each_entry(later, &ubusd_objects, list)
-    {
-        if (object->path != NULL && (later->path == NULL || strcmp(later->path, object->path) > 0))
-            break;
-    }
-    list_add_tail(&object->list, &later->list);
+    walk.take = take;
+    walk.priv = priv;
+    twalk(paths, visit);
+}
+
+/* Frees what is not in the trees, or not any more. */
+static void free_object(struct ubusd_object *object)
+{
+    if (object == NULL) return;
+    free(object->path);
+    free(object);
 }
 
 struct ubusd_object *ubusd_add_object(struct ubusd_client *client,
@@ -110,40 +137,43 @@ struct ubusd_object *ubusd_add_object(struct ubusd_client *client,
                                       struct ubusd_type *type)
 {
     struct ubusd_object *object = calloc(1, sizeof(*object));
-    char *copy = path != NULL ? strdup(path) : NULL;
-    if (object == NULL || (path != NULL && copy == NULL)) {
-        free(object);
-        free(copy);
+    if (object != NULL && path != NULL) object->path = strdup(path);
+    if (object == NULL || (path != NULL && object->path == NULL) ||
+        !ubusd_id_assign(&objects, &object->id)) {
+        free_object(object);
         return NULL;
     }
-    object->id = ubusd_new_id(object_taken);
-    object->path = copy;
+    if (path != NULL && tsearch(object, &paths, compare_paths) == NULL) {
+        ubusd_id_release(&objects, &object->id);
+        free_object(object);
+        return NULL;
+    }
     object->client = client;
     object->type = type;
     if (type != NULL) type->users++;
-    insert(object);
+    list_add_tail(&object->of_client, &client->objects);
+    ubusd_object_count++;
     ubusd_event_object(object, "add");
     return object;
 }
 
 bool ubusd_remove_object(struct ubusd_object *object)
 {
-    list_del(&object->list);
+    list_del(&object->of_client);
+    ubusd_id_release(&objects, &object->id);
+    if (object->path != NULL) (void)tdelete(object, &paths, compare_paths);
+    ubusd_object_count--;
     ubusd_event_forget(object);
     ubusd_event_object(object, "remove");
     const bool last = object->type != NULL && --object->type->users == 0;
-    if (last) free_type(object->type);
-    free(object->path);
-    free(object);
+    if (last) ubusd_drop_type(object->type);
+    free_object(object);
     return last;
 }
 
-void ubusd_remove_objects_of(const struct ubusd_client *client)
+void ubusd_remove_objects_of(struct ubusd_client *client)
 {
-    struct ubusd_object *object;
-    struct ubusd_object *following;
-    list_for_each_entry_safe(object, following, &ubusd_objects, list)
-    {
-        if (object->client == client) ubusd_remove_object(object);
-    }
+    while (!list_empty(&client->objects))
+        (void)ubusd_remove_object(
+            list_first_entry(&client->objects, struct ubusd_object, of_client));
 }

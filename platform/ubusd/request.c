@@ -43,17 +43,25 @@ static void send_description(const struct request *req, const struct ubusd_objec
     if (blob_pad_len(out.head) <= UBUS_MAX_MSGLEN) send_out(req, UBUS_MSG_DATA);
 }
 
+struct listing {
+    const struct request *req;
+    const char *pattern;
+    bool found;
+};
+
+static void list_object(const struct ubusd_object *object, void *priv)
+{
+    struct listing *listing = priv;
+    if (!ubusd_matches(listing->pattern, object->path)) return;
+    send_description(listing->req, object);
+    listing->found = true;
+}
+
 static bool describe_matches(const struct request *req, const char *pattern)
 {
-    bool found = false;
-    const struct ubusd_object *object;
-    list_for_each_entry(object, &ubusd_objects, list)
-    {
-        if (object->path == NULL || !ubusd_matches(pattern, object->path)) continue;
-        send_description(req, object);
-        found = true;
-    }
-    return found;
+    struct listing listing = {.req = req, .pattern = pattern};
+    ubusd_each_path(list_object, &listing);
+    return listing.found;
 }
 
 static int handle_lookup(struct request *req)
@@ -89,7 +97,10 @@ static int handle_add_object(struct request *req)
     else if (req->attrs[UBUS_ATTR_OBJTYPE] != NULL)
         type = ubusd_find_type(blob_get_u32(req->attrs[UBUS_ATTR_OBJTYPE]));
     const struct ubusd_object *object = ubusd_add_object(req->client, path, type);
-    if (object == NULL) return UBUS_STATUS_NO_MEMORY;
+    if (object == NULL) {
+        ubusd_drop_type(type);
+        return UBUS_STATUS_NO_MEMORY;
+    }
 
     blob_buf_init(&out, 0);
     blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);

@@ -12,9 +12,9 @@
 #include "access.h"
 
 struct ubusd_client {
-    struct list_head list;
+    struct list_head objects;
     struct uloop_fd sock;
-    uint32_t id;
+    uint32_t id; /* 0: none yet */
     struct ubusd_peer peer;
     char *user; /* account names of the peer */
     char *group;
@@ -22,24 +22,24 @@ struct ubusd_client {
     char *queue; /* unsent octets: `queued` of them from `sent` on */
     size_t sent;
     size_t queued;
+    bool unlimited; /* what is sent now is queued, however much it is */
 };
 
 struct ubusd_type {
-    struct list_head list;
     uint32_t id;
     unsigned int users;
     struct blob_attr *signature;
 };
 
 struct ubusd_object {
-    struct list_head list; /* all objects: by name, those without one last */
+    struct list_head of_client;
     uint32_t id;
     char *path;              /* may be null */
     struct ubusd_type *type; /* null: invisible */
     struct ubusd_client *client;
 };
 
-extern struct list_head ubusd_objects;
+extern size_t ubusd_object_count;
 
 /* client.c */
 int ubusd_listen(const char *path);
@@ -53,8 +53,14 @@ void ubusd_send(struct ubusd_client *client,
 
 /* registry.c */
 
-/* A random number, unique for `taken`, that is not one of the broker's own. */
-uint32_t ubusd_new_id(bool (*taken)(uint32_t id));
+/* Trees (search.h) of ids, each the member of something that is found by it. */
+
+/* A random number that the tree does not have yet and that is not one of the broker's own, and the
+ * place in the tree; false without memory. */
+bool ubusd_id_assign(void **tree, uint32_t *id);
+uint32_t *ubusd_id_find(void *const *tree, uint32_t id);
+void ubusd_id_release(void **tree, uint32_t *id);
+
 struct ubusd_object *ubusd_find_object(uint32_t id);
 struct ubusd_object *ubusd_find_path(const char *path);
 /* Null without memory. `path` and `type` may be null; a type gains a user. */
@@ -63,10 +69,14 @@ struct ubusd_object *ubusd_add_object(struct ubusd_client *client,
                                       struct ubusd_type *type);
 /* True when the object's type has gone with it. */
 bool ubusd_remove_object(struct ubusd_object *object);
-void ubusd_remove_objects_of(const struct ubusd_client *client);
+void ubusd_remove_objects_of(struct ubusd_client *client);
+/* Every object that has a name, by name. */
+void ubusd_each_path(void (*take)(const struct ubusd_object *object, void *priv), void *priv);
 struct ubusd_type *ubusd_find_type(uint32_t id);
 /* Null for a signature with an unnamed entry, or without memory. The type has no user yet. */
 struct ubusd_type *ubusd_new_type(const struct blob_attr *signature);
+/* Frees it unless it has a user. */
+void ubusd_drop_type(struct ubusd_type *type);
 
 /* request.c: answers or forwards one message. */
 void ubusd_handle(struct ubusd_client *client, struct ubus_msg *msg);

@@ -9,6 +9,7 @@ namespace
 {
 
 using bus = bus_fixture;
+using bus_hardening = bus_fixture;
 
 const std::string path_demo = "02000009 64656d6f00 000000 ";
 const std::string signature =
@@ -117,7 +118,28 @@ TEST_F(bus, objectsAndTheirListenersFollowTheConnection)
     EXPECT_EQ(listener.ask(lookup_demo), status("00010001 00000000", "00000004"));
 }
 
-TEST_F(bus, hostileClientsHurtOnlyThemselves)
+TEST_F(bus_hardening, listsAreSentWholeToSlowReaders)
+{
+    constexpr int count = 3000;  // of some 800 octets each: beyond what is queued otherwise
+    const wire owner(path), slow(path), other(path);
+    const std::string tail = hexof(std::string(700, 'x')) + "00";
+    for (int number = 99999; number > 99999 - count; number--) {
+        owner.send(message("00060001 00000000",
+                           sized(2, hexof(std::to_string(number)) + tail) + signature));
+        EXPECT_TRUE(owner.receive().starts_with("0002"));
+        EXPECT_EQ(owner.receive(), status("00010001 00000000", "00000000"));
+    }
+    slow.send("00040001 00000000 00000004");
+    for (int turn = 0; turn < 2; turn++)  // by then the list is on its way
+        EXPECT_EQ(other.ask(lookup_demo), status("00010001 00000000", "00000004"));
+    std::string last;
+    int listed = 0;
+    for (std::string next; (next = slow.receive()).starts_with("0002"); last = next, listed++)
+        ASSERT_LT(last, next) << "not by name";
+    EXPECT_EQ(listed, count);
+}
+
+TEST_F(bus_hardening, hostileClientsHurtOnlyThemselves)
 {
     for (const char *length : {"00000003", "00000000", "00100001", "00ffffff"})
         EXPECT_EQ(wire(path).ask("00040001 00000000" + std::string(length)), "") << length;

@@ -19,10 +19,11 @@ constexpr std::chrono::milliseconds patience(30000);
 // Blanks are only for the eye.
 inline std::string octets(std::string hex)
 {
+    const auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
     std::erase(hex, ' ');
     std::string bytes;
     for (std::size_t at = 0; at < hex.size(); at += 2)
-        bytes += static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16));
+        bytes += static_cast<char>(digit(hex[at]) * 16 + digit(hex[at + 1]));
     return bytes;
 }
 
