@@ -124,14 +124,6 @@ int uci_load(struct uci_context *ctx, const char *name, struct uci_package **pac
     return ctx->err;
 }
 
-int uci_unload(struct uci_context *ctx, struct uci_package *p)
-{
-    if (ctx == NULL) return UCI_ERR_INVAL;
-    if (p == NULL) return ctx->err = UCI_ERR_INVAL;
-    uci_package_free(p);
-    return ctx->err = UCI_OK;
-}
-
 int uci_save(struct uci_context *ctx, struct uci_package *p)
 {
     if (ctx == NULL) return UCI_ERR_INVAL;

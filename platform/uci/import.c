@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: ISC
 /* Package files: read (keywords, sections, options) and written. */
+#include <ctype.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -45,7 +46,7 @@ static int read_list(struct reading *to, char *const *words)
 
 enum { MAX_WORDS = 3 };
 
-static const struct {
+static const struct keyword {
     const char *word; /* or its first letter */
     int most;         /* words, the keyword included; two at least */
     int (*read)(struct reading *to, char *const *words);
@@ -56,18 +57,17 @@ static const struct {
     {"list", 3, read_list},
 };
 
-static int run_command(struct reading *to, char *const *words, int count)
+static const struct keyword *find_keyword(const char *word)
 {
-    const char *word = words[0];
     for (size_t i = 0; i < sizeof(keywords) / sizeof(keywords[0]); i++) {
-        const char *keyword = keywords[i].word;
-        if (strcmp(word, keyword) != 0 && (word[0] != keyword[0] || word[1] != '\0')) continue;
-        return count < 2 || count > keywords[i].most ? UCI_ERR_PARSE : keywords[i].read(to, words);
+        const char *full = keywords[i].word;
+        if (strcmp(word, full) == 0 || (word[0] == full[0] && word[1] == '\0')) return &keywords[i];
     }
-    return UCI_ERR_PARSE;
+    return NULL;
 }
 
-/* The words of one command; their number, or -1 for too many, an open quote or a quoted keyword. */
+/* The words of one command; their number, or -1 for too many, for an open quote and for a keyword
+ * that does not stand bare before a blank. */
 static int take_words(struct uci_text *text, char *words[MAX_WORDS + 1])
 {
     memset(words, 0, (MAX_WORDS + 1) * sizeof(*words));
@@ -77,41 +77,45 @@ static int take_words(struct uci_text *text, char *words[MAX_WORDS + 1])
         if (result < 0) return -1;
         if (result == 0) return count;
         if (count == MAX_WORDS) return -1;
-        if (count == 0 && text->quoted) return -1;
+        if (count == 0 && (text->decoded || (*text->at != ' ' && *text->at != '\t'))) return -1;
         words[count] = word;
     }
 }
 
-/* Behind a command: to the next one, on this line when a ';' stands apart from the last word. */
-static int finish_command(struct uci_text *text, int count)
+/* Behind a command. A ';' directly after a bare word hides the rest of the line; another one parts
+ * two complete commands of a line, and is an error elsewhere. */
+static int finish_command(struct uci_text *text, bool complete)
 {
-    if (*text->at != ';') {
-        uci_text_next(text);
-        return UCI_OK;
-    }
-    const bool apart = text->at == text->raw || strchr(" \t\r\v\f\n;", text->at[-1]) != NULL;
-    if (!apart && !text->quoted) { /* sic: what follows an unquoted word directly is not read */
+    const bool apart = text->decoded || strchr(" \t\r\v\f", text->at[-1]) != NULL;
+    if (*text->at != ';' || !apart) {
         uci_text_next(text);
         return UCI_OK;
     }
     text->at++;
-    const size_t blanks = strspn(text->at, " \t\r\v\f");
-    const char next = text->at[blanks];
-    const bool last = next == '\n' || next == '\0';
-    return last && !apart && count > 0 ? UCI_ERR_PARSE : UCI_OK;
+    text->at += strspn(text->at, " \t");
+    return complete && isalpha((unsigned char)*text->at) ? UCI_OK : UCI_ERR_PARSE;
+}
+
+static int read_command(struct reading *to, struct uci_text *text)
+{
+    char *words[MAX_WORDS + 1];
+    const int count = take_words(text, words);
+    if (count == 0 && *text->at != ';') { /* nothing but blanks and a comment */
+        uci_text_next(text);
+        return UCI_OK;
+    }
+    const struct keyword *keyword = count > 0 ? find_keyword(words[0]) : NULL;
+    if (keyword == NULL || count < 2 || count > keyword->most) return UCI_ERR_PARSE;
+    const int result = keyword->read(to, words);
+    return result == UCI_OK ? finish_command(text, count == keyword->most) : result;
 }
 
 static int read_commands(struct reading *to, struct uci_text *text)
 {
-    while (*text->at != '\0') {
-        char *words[MAX_WORDS + 1];
-        const int count = take_words(text, words);
-        if (count < 0) return UCI_ERR_PARSE;
-        int result = count == 0 ? UCI_OK : run_command(to, words, count);
-        if (result == UCI_OK) result = finish_command(text, count);
-        if (result != UCI_OK) return result;
-    }
-    return UCI_OK;
+    int result = UCI_OK;
+    while (result == UCI_OK && *text->at != '\0')
+        result = read_command(to, text);
+    return result;
 }
 
 int uci_read_package(struct uci_package *p, int fd)

@@ -67,6 +67,19 @@ int uci_read_package(struct uci_package *p, int fd);
 void uci_write_package(FILE *file, struct uci_package *p);
 void uci_write_quoted(FILE *file, const char *text);
 
+/* The pending file `name` of the save directory, without and with a lock. */
+
+/* Calls `take` for each change in it; UCI_OK where there is no such file, too. */
+int uci_each_pending(struct uci_context *ctx,
+                     const char *name,
+                     void (*take)(const struct uci_change *change, void *priv),
+                     void *priv);
+/* Takes out the changes of a section (null: of all) or of one option of it (null: of all). */
+int uci_drop_pending(struct uci_context *ctx,
+                     const char *name,
+                     const char *section,
+                     const char *option);
+
 /* Applies what can be applied of the pending file; returns the number of changes. */
 unsigned uci_read_pending(struct uci_package *p, int fd);
 unsigned uci_load_pending(struct uci_package *p, const char *dir);
@@ -88,7 +101,7 @@ struct uci_text {
     char *at;    /* next octet to read */
     char *words; /* decoded words of the current command */
     size_t used;
-    bool quoted;  /* the last word ended in a quote */
+    bool decoded; /* the last word has quotes or backslashes */
     bool damaged; /* the file has NUL octets, here replaced by 0x01 */
 };
 

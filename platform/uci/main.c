@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: ISC
-/* uci: shows, sets and commits configuration options from the command line. */
+/* uci: shows and changes configuration options from the command line. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
-#include "internal.h" /* for the quoting of values only */
+#include "internal.h" /* for the quoting of values and the pending files */
 
 enum { EXIT_USAGE = 255 };
 
@@ -34,12 +34,13 @@ static void print_value(struct uci_option *o, bool quote)
     (void)putchar('\n');
 }
 
-/* "package.section", an unnamed section by its type and its number among those of that type. */
-static void print_section_name(struct uci_section *s)
+/* "package.section"; in the list of a whole package, an unnamed section by its type and its number
+ * among those of that type. */
+static void print_section_name(struct uci_section *s, bool listed)
 {
     struct uci_element *e;
     unsigned number = 0;
-    if (!s->anonymous) {
+    if (!s->anonymous || !listed) {
         (void)printf("%s.%s", s->package->e.name, s->e.name);
         return;
     }
@@ -51,25 +52,25 @@ static void print_section_name(struct uci_section *s)
     (void)printf("%s.@%s[%u]", s->package->e.name, s->type, number);
 }
 
-static void show_option(struct uci_option *o)
+static void show_option(struct uci_option *o, bool listed)
 {
-    print_section_name(o->section);
+    print_section_name(o->section, listed);
     (void)printf(".%s=", o->e.name);
     print_value(o, true);
 }
 
-static void show_section(struct uci_section *s)
+static void show_section(struct uci_section *s, bool listed)
 {
     struct uci_element *e;
-    print_section_name(s);
+    print_section_name(s, listed);
     (void)printf("=%s\n", s->type);
-    uci_foreach_element(&s->options, e) show_option(uci_to_option(e));
+    uci_foreach_element(&s->options, e) show_option(uci_to_option(e), listed);
 }
 
 static void show_package(struct uci_package *p)
 {
     struct uci_element *e;
-    uci_foreach_element(&p->sections, e) show_section(uci_to_section(e));
+    uci_foreach_element(&p->sections, e) show_section(uci_to_section(e), true);
 }
 
 /* Looks up what must be there; the text is taken apart. */
@@ -85,9 +86,9 @@ static int show(struct uci_context *ctx, char *text)
     struct uci_ptr ptr;
     if (find(ctx, text, &ptr) != UCI_OK) return ctx->err;
     if (ptr.target == UCI_TYPE_OPTION)
-        show_option(ptr.o);
+        show_option(ptr.o, false);
     else if (ptr.target == UCI_TYPE_SECTION)
-        show_section(ptr.s);
+        show_section(ptr.s, false);
     else
         show_package(ptr.p);
     return UCI_OK;
@@ -112,6 +113,42 @@ static int set(struct uci_context *ctx, char *text)
     return uci_set(ctx, &ptr) != UCI_OK ? ctx->err : uci_save(ctx, ptr.p);
 }
 
+static int delete (struct uci_context *ctx, char *text)
+{
+    struct uci_ptr ptr;
+    if (find(ctx, text, &ptr) != UCI_OK) return ctx->err;
+    ptr.value = "";
+    return uci_set(ctx, &ptr) != UCI_OK ? ctx->err : uci_save(ctx, ptr.p);
+}
+
+static void print_change(const struct uci_change *change, void *package)
+{
+    const char *sign = change->cmd == UCI_CMD_REMOVE ? "-" : "";
+    const char *equals = "=";
+    if (change->cmd == UCI_CMD_LIST_ADD) equals = "+=";
+    if (change->cmd == UCI_CMD_LIST_DEL) equals = "-=";
+    (void)printf("%s%s.%s", sign, (const char *)package, change->section);
+    if (change->option != NULL) (void)printf(".%s", change->option);
+    if (change->value != NULL) {
+        (void)fputs(equals, stdout);
+        uci_write_quoted(stdout, change->value);
+    }
+    (void)putchar('\n');
+}
+
+static int changes(struct uci_context *ctx, char *text)
+{
+    if (!uci_is_package(text)) return ctx->err = UCI_ERR_INVAL;
+    return uci_each_pending(ctx, text, print_change, text);
+}
+
+static int revert(struct uci_context *ctx, char *text)
+{
+    struct uci_ptr ptr;
+    if (uci_lookup_ptr(ctx, &ptr, text, true) != UCI_OK) return ctx->err;
+    return uci_drop_pending(ctx, ptr.package, ptr.section, ptr.option);
+}
+
 static int commit(struct uci_context *ctx, char *text)
 {
     struct uci_ptr ptr;
@@ -125,9 +162,8 @@ static const struct {
     int most;
     int (*run)(struct uci_context *ctx, char *text);
 } commands[] = {
-    {"show", 0, 1, show},
-    {"get", 1, 1, get},
-    {"set", 1, 1000, set},
+    {"show", 0, 1, show},     {"get", 1, 1, get},         {"set", 1, 1, set},
+    {"delete", 1, 1, delete}, {"changes", 0, 1, changes}, {"revert", 1, 1, revert},
     {"commit", 0, 1, commit},
 };
 
@@ -137,7 +173,10 @@ static int usage(void)
         "Usage: uci [-q] [-c confdir] [-p|-P savedir] command\n\n"
         "\tshow [package[.section[.option]]]\n"
         "\tget package.section[.option]\n"
-        "\tset package.section[.option]=value ...\n"
+        "\tset package.section[.option]=value\n"
+        "\tdelete package.section[.option]\n"
+        "\tchanges [package]\n"
+        "\trevert package[.section[.option]]\n"
         "\tcommit [package]\n",
         stderr);
     return EXIT_USAGE;
@@ -158,9 +197,8 @@ static int run_command(struct uci_context *ctx, int argc, char **argv, bool quie
     for (size_t i = 0; argc > 0 && i < sizeof(commands) / sizeof(commands[0]); i++) {
         if (strcmp(argv[0], commands[i].name) != 0) continue;
         if (argc - 1 < commands[i].fewest || argc - 1 > commands[i].most) return usage();
-        int result = argc == 1 ? run_for_all(ctx, commands[i].run) : UCI_OK;
-        for (int a = 1; a < argc && result == UCI_OK; a++)
-            result = commands[i].run(ctx, argv[a]);
+        const int result =
+            argc == 1 ? run_for_all(ctx, commands[i].run) : commands[i].run(ctx, argv[1]);
         if (result != UCI_OK && !quiet) uci_get_errorstr(ctx, NULL, "uci");
         return result == UCI_OK ? EXIT_SUCCESS : EXIT_FAILURE;
     }

@@ -90,13 +90,14 @@ static bool take_quoted(struct uci_text *text)
 
 int uci_text_word(struct uci_text *text, char **word)
 {
-    while (is_blank(*text->at) || (text->at[0] == '\\' && text->at[1] == '\n'))
-        text->at += *text->at == '\\' ? 2 : 1;
+    while (is_blank(*text->at))
+        text->at++;
     if (is_end(*text->at)) return 0;
     *word = text->words + text->used;
+    text->decoded = false;
     while (!is_end(*text->at) && !is_blank(*text->at)) {
-        text->quoted = *text->at == '\'' || *text->at == '"';
-        if (text->quoted) {
+        if (strchr("'\"\\", *text->at) != NULL) text->decoded = true;
+        if (*text->at == '\'' || *text->at == '"') {
             if (!take_quoted(text)) return -1;
         } else if (*text->at == '\\') {
             take_escaped(text);
