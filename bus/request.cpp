@@ -13,6 +13,18 @@ constexpr unsigned largestreply = 8192;  // octets, with room to spare over the 
 
 blob_buf reply{};
 
+// Splits the message. False when a field of it is malformed or reaches beyond its end; the library
+// stops at the latter in silence, and takes a message without fields for a fault.
+bool modem_parse(std::span<const blobmsg_policy> policy, blob_attr **arguments, blob_attr *msg)
+{
+    const int result = blobmsg_parse(policy.data(), static_cast<int>(policy.size()), arguments,
+                                     blob_data(msg), static_cast<unsigned>(blob_len(msg)));
+    blob_attr *field = nullptr;
+    std::size_t rest = 0;
+    blob_for_each_attr(field, msg, rest) {}
+    return blob_len(msg) == 0 || (result == 0 && rest == 0);
+}
+
 }  // namespace
 
 int modem_preparereply()
@@ -74,9 +86,10 @@ bool modem_refusemissing(const modem_request &request,
         modem_replyresult(request, "error: msg is nil");
         return true;
     }
-    // Its result tells no more than the slots do.
-    (void)blobmsg_parse(policy.data(), static_cast<int>(policy.size()), arguments, blob_data(msg),
-                        static_cast<unsigned>(blob_len(msg)));
+    if (!modem_parse(policy, arguments, msg)) {
+        modem_replyresult(request, "error: msg is damaged");
+        return true;
+    }
     for (std::size_t i = 0; i < required; i++) {
         if (arguments[i] != nullptr) continue;
         modem_replyresult(request, "error: msg has no %s", policy.data()[i].name);

@@ -15,6 +15,13 @@ struct modem_request {
     ubus_request_data *req;
 };
 
+// Every method handler of the object, as the bus library calls it.
+using modem_handler = int(ubus_context *ctx,
+                          ubus_object *obj,
+                          ubus_request_data *req,
+                          const char *method,
+                          blob_attr *msg);
+
 // Sizes the one reply buffer of the process for the largest reply, so that no handler allocates.
 // Once, at start-up. 0 or -1.
 int modem_preparereply();
@@ -35,8 +42,8 @@ int modem_sendreply(const modem_request &request);
 // Refusals: each replies its text and gives true when the request is refused.
 
 // Splits the message into one slot per policy entry, null for an argument that is absent or of
-// another type. "error: msg is nil", or "error: msg has no <name>" for the first missing one of
-// the `required` first arguments.
+// another type. "error: msg is nil", "error: msg is damaged" when a field is malformed or cut off,
+// or "error: msg has no <name>" for the first missing one of the `required` first arguments.
 bool modem_refusemissing(const modem_request &request,
                          std::span<const blobmsg_policy> policy,
                          std::size_t required,

@@ -156,6 +156,18 @@ constexpr modem_initstep initscript[] = {
     {.command = "AT+CFUN=1", .purpose = "set high power mode", .pause = 5},
 };
 
+// A row is a command with its purpose, or a step.
+constexpr bool modem_iscomplete()
+{
+    for (const modem_initstep &step : initscript) {
+        if ((step.command != nullptr) == (step.run != nullptr)) return false;
+        if ((step.command != nullptr) != (step.purpose != nullptr)) return false;
+    }
+    return true;
+}
+
+static_assert(modem_iscomplete(), "every row of the script does one thing");
+
 // The word that the reply holds after `marker` at its head (null: its first word); empty when the
 // reply has another shape.
 std::string_view modem_getword(std::string_view reply, const char *marker)

@@ -9,6 +9,7 @@
 #include <uci.h>
 
 #include "bus/request.h"
+#include "config/options.h"
 #include "config/settings.h"
 #include "core/record/command.h"
 #include "core/record/flags.h"
@@ -21,9 +22,21 @@
 namespace
 {
 
-// `set` has the client first, then one argument per option, in the options' order.
 constexpr unsigned argumentcount = std::size(modem_setpolicy);
-static_assert(argumentcount == 1 + modem_optioncount, "`set` has one argument per option");
+
+// An option's argument is found by the option's place.
+constexpr bool modem_areparallel()
+{
+    if (argumentcount != 1 + modem_optioncount) return false;
+    if (std::string_view(modem_setpolicy[0].name) != "client") return false;
+    for (unsigned i = 0; i < modem_optioncount; i++) {
+        if (std::string_view(modem_setpolicy[1 + i].name) != modem_options[i].argument)
+            return false;
+    }
+    return true;
+}
+
+static_assert(modem_areparallel(), "`set` has the client, then the options in their order");
 
 bool modem_isanygiven(blob_attr *const (&arguments)[argumentcount])
 {
@@ -36,7 +49,7 @@ bool modem_isanygiven(blob_attr *const (&arguments)[argumentcount])
 // Cuts and checks every argument given, into `values`. True when one is refused.
 bool modem_refusevalues(const modem_request &request,
                         blob_attr *const (&arguments)[argumentcount],
-                        modem_status &values)
+                        modem_settings &values)
 {
     for (unsigned i = 0; i < modem_optioncount; i++) {
         const modem_option &option = modem_options[i];
@@ -62,20 +75,19 @@ bool modem_refusevalues(const modem_request &request,
 // Writes the given values whose section the configuration is known to hold.
 void modem_writevalues(uci_context *context,
                        blob_attr *const (&arguments)[argumentcount],
-                       modem_status &values)
+                       modem_settings &values)
 {
     bool changed = false;
     for (unsigned i = 0; i < modem_optioncount; i++) {
         const modem_option &option = modem_options[i];
         if (arguments[1 + i] == nullptr) continue;
-        if (option.flag != nullptr && *option.flag(pmod->working) == 0) continue;
+        if (option.flag != nullptr && *option.flag(pmod->working.settings) == 0) continue;
         if (modem_setoption(context, option, option.field(values).text)) changed = true;
     }
     if (changed) modem_commitoptions(context);
 }
 
-// Records that the daemon itself failed to order the initialisation. The word before is the
-// published state.
+// Records that the initialisation could not be ordered, for a cause on this side of the modem.
 int modem_failcall(const modem_request &request,
                    const char *client,
                    const char *method,
@@ -127,7 +139,7 @@ int modem_set(
     if (modem_refusemissing(request, modem_setpolicy, 1, arguments, msg)) return 0;
     if (!modem_isanygiven(arguments))
         return modem_replyresult(request, "error: msg has no settings");
-    modem_status values = {};
+    modem_settings values = {};
     if (modem_refusevalues(request, arguments, values)) return 0;
     if (modem_refuseinit(request)) return 0;
     modem_clientname client;

@@ -2,7 +2,7 @@
 // The methods `set` and `reinit`: clients order a fresh initialisation. Event loop.
 #pragma once
 
-#include <libubus.h>
+#include "bus/request.h"
 
 inline constexpr blobmsg_policy modem_setpolicy[] = {
     {"client", BLOBMSG_TYPE_STRING},
@@ -20,13 +20,5 @@ inline constexpr blobmsg_policy modem_reinitpolicy[] = {
 };
 
 // Handlers; 0, but -1 of modem_set when no configuration context can be had.
-int modem_set(ubus_context *ctx,
-              ubus_object *obj,
-              ubus_request_data *req,
-              const char *method,
-              blob_attr *msg);
-int modem_reinit(ubus_context *ctx,
-                 ubus_object *obj,
-                 ubus_request_data *req,
-                 const char *method,
-                 blob_attr *msg);
+modem_handler modem_set;
+modem_handler modem_reinit;

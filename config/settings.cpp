@@ -1,39 +1,15 @@
 // SPDX-License-Identifier: ISC
-// Settings: the options table and the configuration library around it.
+// Settings through the configuration library.
 #include "config/settings.h"
 
 #include <syslog.h>
 
 #include <uci.h>
 
+#include "config/options.h"
 #include "core/record/state.h"
 #include "core/record/text.h"
 #include "monitor/defaults.h"
-
-// FLAG(settings.modem.rs485.enabled): from a status block to a presence flag.
-// NOLINTNEXTLINE(bugprone-macro-parentheses): a member path cannot stand in parentheses.
-#define FLAG(path) [](modem_status &status) -> std::uint8_t * { return &status.path; }
-
-// clang-format off
-constexpr modem_option modem_options[modem_optioncount] = {
-    // section, option, argument of `set`, default, words, field, presence flag
-    {"modem", "slot", "modem_slot", "1", {"1", "2"}, FIELD(settings.modem.slot)},
-    {"rs485", "pull", "modem_rs485_pull", "down", {"down", "up"}, FIELD(settings.modem.rs485.pull),
-     FLAG(settings.modem.rs485.enabled)},
-    {"gnss", "power", "modem_gnss_power", "off", {"off", "on"}, FIELD(settings.modem.gnss.power),
-     FLAG(settings.modem.gnss.enabled)},
-    {"gnss", "mode", "modem_gnss_mode", "3", {"1", "2", "3", "4"}, FIELD(settings.modem.gnss.mode),
-     FLAG(settings.modem.gnss.enabled)},
-    {"network", "type", "modem_network_type", "auto", {"auto", "2g", "3g", "4g"},
-     FIELD(settings.modem.network.type)},
-    {"network", "iptype", "modem_network_iptype", "ipv4", {"ipv4", "ipv6", "ipv4v6"},
-     FIELD(settings.modem.network.iptype)},
-    {"network", "iparea", "modem_network_iparea", "public", {"public", "private"},
-     FIELD(settings.modem.network.iparea)},
-    {"network", "apn", "modem_network_apn", "dynamic", {}, FIELD(settings.modem.network.apn),
-     nullptr, "dynamic"},
-};
-// clang-format on
 
 namespace
 {
@@ -41,8 +17,8 @@ namespace
 // Every default and every word fits its field.
 constexpr bool modem_fitsfield(const modem_option &option)
 {
-    modem_status status = {};
-    const unsigned capacity = option.field(status).capacity;
+    modem_settings settings = {};
+    const unsigned capacity = option.field(settings).capacity;
     if (std::string_view(option.fallback).size() >= capacity) return false;
     for (const char *word : option.words) {
         if (word != nullptr && std::string_view(word).size() >= capacity) return false;
@@ -85,7 +61,7 @@ uci_option *modem_findoption(uci_context *context, modem_optionkey &key)
 // Takes one option over. True when the package was repaired.
 bool modem_readoption(uci_context *context,
                       const modem_option &option,
-                      modem_status &status,
+                      modem_settings &settings,
                       uci_package *&package)
 {
     modem_optionkey key = {};
@@ -93,22 +69,22 @@ bool modem_readoption(uci_context *context,
     const uci_option *found = modem_findoption(context, key);
     if (key.at.p != nullptr) package = key.at.p;
     if (found == nullptr) return false;
-    if (option.flag != nullptr) *option.flag(status) = 1;
+    if (option.flag != nullptr) *option.flag(settings) = 1;
     if (found->type != UCI_TYPE_STRING) return false;  // a list: default, left as it is
     if (modem_isaccepted(option, found->v.string)) {
-        modem_copytext(option.field(status), found->v.string);
+        modem_copytext(option.field(settings), found->v.string);
         return false;
     }
-    key.at.value = option.field(status).text;
+    key.at.value = option.field(settings).text;
     (void)uci_set(context, &key.at);
     return true;
 }
 
-void modem_setdefaultsettings(modem_status &status)
+void modem_setdefaultsettings(modem_settings &settings)
 {
-    status.settings = {};
+    settings = {};
     for (const modem_option &option : modem_options)
-        modem_copytext(option.field(status), option.fallback);
+        modem_copytext(option.field(settings), option.fallback);
 }
 
 }  // namespace
@@ -125,7 +101,7 @@ bool modem_isaccepted(const modem_option &option, std::string_view text)
 int modem_read_settings(modem_state *pmod)
 {
     modem_status &status = pmod->working;
-    modem_setdefaultsettings(status);
+    modem_setdefaultsettings(status.settings);
     (void)modem_setstatusdefaults(status);
     uci_context *context = uci_alloc_context();
     if (context == nullptr) {
@@ -135,7 +111,7 @@ int modem_read_settings(modem_state *pmod)
     bool changed = false;
     uci_package *package = nullptr;
     for (const modem_option &option : modem_options) {
-        if (modem_readoption(context, option, status, package)) changed = true;
+        if (modem_readoption(context, option, status.settings, package)) changed = true;
     }
     if (changed) (void)uci_commit(context, &package, false);
     uci_free_context(context);

@@ -1,34 +1,13 @@
 // SPDX-License-Identifier: ISC
-// The settings store: one table of the configuration package's options, for reading, repair,
-// validation of what clients set, and writing.
+// The settings store: reading, repair and writing of the configuration package's options
+// (config/options.h).
 #pragma once
 
-#include <cstdint>
-#include <span>
 #include <string_view>
 
-#include "core/record/status.h"
-
+struct modem_option;
 struct modem_state;
 struct uci_context;
-
-constexpr unsigned modem_optionwordsmax = 4;
-
-struct modem_option {
-    const char *section;
-    const char *name;
-    const char *argument;                     // of the method `set`
-    const char *fallback;                     // the default word
-    const char *words[modem_optionwordsmax];  // accepted texts; none: what can be quoted
-    modem_field (*field)(modem_status &);
-    // Presence flag that the option raises and that gates its writing; null: none.
-    std::uint8_t *(*flag)(modem_status &) = nullptr;
-    const char *whenempty = nullptr;  // what `set` takes an empty text for; null: refused
-};
-
-// In the order in which everybody goes through them.
-constexpr unsigned modem_optioncount = 8;
-extern const modem_option modem_options[modem_optioncount];
 
 // Whether the option takes this text: one of its words or, where it has none, any text that can
 // stand in a quoted AT argument.
@@ -43,7 +22,9 @@ int modem_read_settings(modem_state *pmod);
 // kelvantorium.service.trace. Reads only; the section is the service script's. Any thread.
 bool modem_istracewanted();
 
-// Sets one option in memory; failures leave the package as it is. True when it was set.
+// Sets one option of the package in memory. False when the library refuses, for want of the section
+// for instance; then the package stays as it is.
 bool modem_setoption(uci_context *context, const modem_option &option, const char *text);
-// Writes the package to its file. The results of both are of no concern to callers.
+// Writes the package to its file, other people's uncommitted changes included. A failure shows when
+// the settings are read again.
 void modem_commitoptions(uci_context *context);

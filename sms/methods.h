@@ -2,7 +2,7 @@
 // The methods `sms_get`, `sms_clear` and `sms_send`. Event loop. Texts are CP1251 both ways.
 #pragma once
 
-#include <libubus.h>
+#include "bus/request.h"
 
 inline constexpr blobmsg_policy modem_smsgetpolicy[] = {
     {"id", BLOBMSG_TYPE_STRING},
@@ -17,18 +17,6 @@ inline constexpr blobmsg_policy modem_smssendpolicy[] = {
 };
 
 // Handlers, always 0. `sms_send` blocks for its exchanges: up to 30 s for each of five numbers.
-int modem_smsget(ubus_context *ctx,
-                 ubus_object *obj,
-                 ubus_request_data *req,
-                 const char *method,
-                 blob_attr *msg);
-int modem_smsclear(ubus_context *ctx,
-                   ubus_object *obj,
-                   ubus_request_data *req,
-                   const char *method,
-                   blob_attr *msg);
-int modem_smssend(ubus_context *ctx,
-                  ubus_object *obj,
-                  ubus_request_data *req,
-                  const char *method,
-                  blob_attr *msg);
+modem_handler modem_smsget;
+modem_handler modem_smsclear;
+modem_handler modem_smssend;

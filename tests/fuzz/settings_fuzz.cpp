@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "config/options.h"
 #include "config/settings.h"
 #include "core/record/state.h"
 #include "fuzz/folder.h"
@@ -22,14 +23,14 @@ const fuzz_folder &where()
     return folder;
 }
 
-void checksettings(modem_status &status)
+void checksettings(modem_settings &settings)
 {
     for (const modem_option &option : modem_options) {
-        const modem_field field = option.field(status);
+        const modem_field field = option.field(settings);
         const void *end = std::memchr(field.text, '\0', field.capacity);
         fuzz_require(end != nullptr, "field ends");
         fuzz_require(modem_isaccepted(option, field.text), "one of the option's words");
-        if (option.flag != nullptr) fuzz_require(*option.flag(status) <= 1, "a flag");
+        if (option.flag != nullptr) fuzz_require(*option.flag(settings) <= 1, "a flag");
     }
 }
 
@@ -62,7 +63,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const auto state = std::make_unique<modem_state>();
     std::memset(&state->working, 0xA5, sizeof(state->working));
     fuzz_require(modem_read_settings(state.get()) == 0, "any package can be read");
-    checksettings(state->working);
+    checksettings(state->working.settings);
 
     const modem_settings first = state->working.settings;
     checkpackage();

@@ -186,13 +186,9 @@ TEST(bus, reportIsCompleteAndPromptFromTheStart)
     EXPECT_LE(grown.size(), 1U) << "only the library's message, which takes in a whole reply";
 }
 
-// Types and lengths that are no text; the latter two lack their end, and the first is left out.
-constexpr std::pair<int, unsigned> mistypes[] = {{-1, 0},
-                                                 {BLOBMSG_TYPE_INT32, 4},
-                                                 {BLOBMSG_TYPE_BOOL, 1},
-                                                 {BLOBMSG_TYPE_TABLE, 0},
-                                                 {BLOBMSG_TYPE_STRING, 8},
-                                                 {BLOBMSG_TYPE_STRING, 0}};
+// Types and lengths that are no text; the first is left out.
+constexpr std::pair<int, unsigned> mistypes[] = {
+    {-1, 0}, {BLOBMSG_TYPE_INT32, 4}, {BLOBMSG_TYPE_BOOL, 1}, {BLOBMSG_TYPE_TABLE, 0}};
 
 TEST(bus, mistypedArgumentsAreMissingArguments)
 {
@@ -210,6 +206,18 @@ TEST(bus, mistypedArgumentsAreMissingArguments)
                 << method.name << " " << type << " " << length;
         }
     }
+    // A text without its end, a field beyond the end, half a head; nothing before them counts.
+    for (const int damage : {0, 1, 2}) {
+        blob_buf *message = client.begin();
+        blobmsg_add_string(message, "client", "test");
+        blobmsg_add_string(message, "modem_slot", "2");
+        blobmsg_add_field(message, BLOBMSG_TYPE_STRING, "more", "12345678", damage == 0 ? 8 : 9);
+        if (damage > 0)
+            message->head->id_len =
+                htonl(static_cast<unsigned>(blob_raw_len(message->head) - (damage == 1 ? 4 : 22)));
+        EXPECT_EQ(client.call("set", message->head), "result: error: msg is damaged") << damage;
+    }
+    EXPECT_EQ(read_file(router_configpath), router_defaultconfig);
     EXPECT_EQ(client.call("nonsense", client.begin()->head), "status 3");
     EXPECT_EQ(router.status(statepath), "op");
 }
