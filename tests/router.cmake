@@ -6,19 +6,26 @@ endif()
 
 add_executable(router_tests
     router/bus_test.cpp
+    router/failing_test.cpp
     router/life_test.cpp
     router/link_test.cpp
     router/poll_test.cpp
+    router/port_test.cpp
     router/profile_test.cpp
     router/running.cpp
     router/set_test.cpp
     router/sms_test.cpp
     router/soak_test.cpp
     router/ussd_test.cpp
+    router/waits_test.cpp
     ${PROJECT_SOURCE_DIR}/simulator/network/link.cpp
 )
+# What stands between the daemon and the C library in some tests.
+add_library(calls MODULE preload/calls.c)
+target_link_libraries(calls PRIVATE ${CMAKE_DL_LIBS})
+target_compile_definitions(router_tests PRIVATE CALLS_LIBRARY="$<TARGET_FILE:calls>")
 target_link_libraries(router_tests PRIVATE test_support simulator_modem)
 target_compile_definitions(router_tests PRIVATE
     MODEM_PROFILES="${PROJECT_SOURCE_DIR}/simulator/profiles")
-add_dependencies(router_tests router_programs kelvantorium_fast)
+add_dependencies(router_tests router_programs kelvantorium_fast calls)
 gtest_discover_tests(router_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <thread>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,9 @@ using namespace std::chrono_literals;
 namespace
 {
 
+constexpr char prefixname[] = "VIRTUAL_ROUTER_PREFIX";
+constexpr char orderpath[] = "/run/failing";
+constexpr char recordpath[] = "/run/calls";
 constexpr char passhead[] = "AT+CADC=2";
 constexpr std::size_t longestpass = 64;  // commands
 
@@ -38,6 +42,42 @@ std::vector<std::string> passes(virtual_router &router, const router_mark &since
 }
 
 }  // namespace
+
+call_watch::call_watch(bool recorded)
+{
+    if (const char *former = std::getenv(prefixname)) formerprefix = former;
+    const std::string record = recorded ? std::string(" CALLS_RECORD=") + recordpath : "";
+    putenvironment(prefixname, ("env LD_PRELOAD=" CALLS_LIBRARY + record +
+                                " ASAN_OPTIONS=verify_asan_link_order=0 " + formerprefix)
+                                   .c_str());
+    (void)unlink(recordpath);
+    (void)unlink(orderpath);
+}
+
+call_watch::~call_watch()
+{
+    putenvironment(prefixname, formerprefix.c_str());
+    (void)unlink(orderpath);
+}
+
+void call_watch::fail(const failing_call &call) const
+{
+    write_file(orderpath, call.name + " " + std::to_string(call.nth) + " " +
+                              std::to_string(call.error) + " " + call.text);
+}
+
+bool call_watch::isfailing() const
+{
+    return access(orderpath, F_OK) == 0;
+}
+
+std::vector<std::string> call_watch::calls(const std::string &thread) const
+{
+    std::vector<std::string> found;
+    for (const std::string &line : lines_of(read_file(recordpath)))
+        if (line.starts_with(thread + " ")) found.push_back(line.substr(thread.size() + 1));
+    return found;
+}
 
 condition fault(const std::string &command,
                 const std::string &kind,
@@ -136,6 +176,16 @@ std::vector<std::string> running_router::distinctpasses(const router_mark &since
 std::string running_router::steadypass()
 {
     return distinctpasses(passmark()).back();
+}
+
+long running_router::descriptors()
+{
+    long least = usage().descriptors;
+    for (int looks = 0; looks < 20; looks++) {
+        std::this_thread::sleep_for(1ms);
+        least = std::min(least, usage().descriptors);
+    }
+    return least;
 }
 
 bool running_router::isidle()

@@ -16,6 +16,35 @@ struct running_setup {
     bool settled = true;             // wait for full passes
 };
 
+// The `nth` call of that name that concerns `text`: "worker", a descriptor's target, a path, the
+// octets written, or several of them in this order. An error of 0: see tests/preload/calls.c.
+struct failing_call {
+    std::string name;
+    int error;
+    std::string text = "";
+    int nth = 1;
+};
+
+// Stands between the daemons of routers made in its life and the C library: what it can do stands
+// in tests/preload/calls.c. `recorded`: time flies for them, and their calls are written down.
+class call_watch
+{
+public:
+    explicit call_watch(bool recorded = false);
+    ~call_watch();
+    call_watch(const call_watch &) = delete;
+    call_watch &operator=(const call_watch &) = delete;
+
+    // Lets a call fail once; whether that is still to come.
+    void fail(const failing_call &call) const;
+    bool isfailing() const;
+    // What a thread, "loop" or "worker", has asked of the system.
+    std::vector<std::string> calls(const std::string &thread) const;
+
+private:
+    std::string formerprefix;
+};
+
 // A call to the modem simulator.
 struct condition {
     std::string method;
@@ -63,6 +92,8 @@ public:
     std::vector<std::string> distinctpasses(const router_mark &since);
     // The last of those from now on.
     std::string steadypass();
+    // Open descriptors between passes, which open some for a moment.
+    long descriptors();
     // Whether the modem hears nothing for several passes.
     bool isidle();
 };
