@@ -2,6 +2,8 @@
 // The AT transaction: every result, whatever shape the reply comes in.
 #include "at/sendat.h"
 
+#include <atomic>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -54,6 +56,21 @@ TEST(sendat, resultFollowsTheReply)
         EXPECT_EQ(modem_getreply(port.state.get()), reply);
         EXPECT_EQ(port.command(), row.result == -1 ? "" : "AT+TEST\r");
     }
+}
+
+TEST(sendat, chatterWithoutEndDoesNotOutlastTheTimeout)
+{
+    const rig port;
+    std::atomic<bool> ended = false;
+    long said = 0;
+    std::thread modem([&] {  // so much that there is always something to read
+        for (; !ended && said < 5000000; said++)
+            port.answer("\r\nRING\r\n");
+    });
+    EXPECT_EQ(modem_sendat(port.state.get(), "AT+TEST", modem_atok, 100, 0), 1);
+    ended = true;
+    modem.join();
+    EXPECT_LT(said, 5000000) << "it has ended with the chatter only";
 }
 
 TEST(sendat, chunkThatDoesNotFitStartsAnew)
