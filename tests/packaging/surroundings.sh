@@ -100,7 +100,7 @@ interfaceJoinsTheZoneOfTheWan() {
 		networkAtFirstBoot
 		expect "zone that was $given" "$networks$wanted" \
 			"$(grep -F "$networks" "$work/root/etc/config/firewall")"
-		expect "interface" "interface 'usb0' 'dhcp' '0'" \
+		expect "interface" "interface 'usb0' 'dhcp' '0' '20'" \
 			"$(sed 's/.*=//' "$work/root/etc/config/network" | tr '\n' ' ' | sed 's/ $//')"
 		expect "network told" 1 "$(calls 'config.change.*"network"')"
 		[ "$given" = "$wanted" ] || expect "firewall told" 1 "$(calls 'config.change.*"firewall"')"
