@@ -19,6 +19,7 @@ port() {
 modem() { # node at interface 04, node at interface 05
 	rm -rf "$work/root/sys" "$work/root"/dev/ttyUSB*
 	port ttyUSB9 1-2 'Mobile Composite Device Bus' 200806006809080001 04 0 # another one's
+	port ttyUSB1 1-1 'Mobile Composite Device Bus' 200806006809080000 04 1
 	port ttyUSB8 1-1 'Mobile Composite Device Bus' 200806006809080000 02 0
 	[ "$1" = - ] || port "$1" 1-1 'Mobile Composite Device Bus' 200806006809080000 04 0
 	[ "$2" = - ] || port "$2" 1-1 'Mobile Composite Device Bus' 200806006809080000 05 0
