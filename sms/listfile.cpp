@@ -76,7 +76,7 @@ bool modem_overwrite(const sms_list &list, const modem_place &place)
         open(place.file, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, newmode);
     if (fd == -1) return false;
     // Not emptied first: what a crash leaves is then at least as long as a list.
-    (void)ftruncate(fd, sizeof(list));  // only regular files have a length
+    [[maybe_unused]] const int cut = ftruncate(fd, sizeof(list));  // of a regular file only
     return modem_writeimage(fd, list);
 }
 
@@ -93,7 +93,7 @@ bool modem_isunreplaceable(int error)
 // Without the privilege to give files away the new one stays the daemon's own; its mode is kept.
 void modem_keepattributes(int fd, const struct stat &former)
 {
-    (void)fchown(fd, former.st_uid, former.st_gid);
+    [[maybe_unused]] const int given = fchown(fd, former.st_uid, former.st_gid);
     (void)fchmod(fd, former.st_mode & 07777U);  // after the owner, whose change clears bits
 }
 
