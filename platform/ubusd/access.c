@@ -114,12 +114,14 @@ void ubusd_grant(const struct ubusd_subject *subject,
 
 static void forget_grants(void)
 {
-    while (!list_empty(&grants)) {
-        struct grant *grant = list_first_entry(&grants, struct grant, list);
-        list_del(&grant->list);
+    struct grant *grant;
+    struct grant *following;
+    list_for_each_entry_safe(grant, following, &grants, list)
+    {
         free(grant->method);
         free(grant);
     }
+    INIT_LIST_HEAD(&grants);
 }
 
 /* Nobody but root and our own user can have written it. */

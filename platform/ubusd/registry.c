@@ -173,7 +173,10 @@ bool ubusd_remove_object(struct ubusd_object *object)
 
 void ubusd_remove_objects_of(struct ubusd_client *client)
 {
-    while (!list_empty(&client->objects))
-        (void)ubusd_remove_object(
-            list_first_entry(&client->objects, struct ubusd_object, of_client));
+    struct ubusd_object *object;
+    struct ubusd_object *following;
+    list_for_each_entry_safe(object, following, &client->objects, of_client)
+    {
+        (void)ubusd_remove_object(object);
+    }
 }
