@@ -2,6 +2,7 @@
 // Child processes: start, wait, stop.
 #include "simulator/router/process.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -49,6 +50,8 @@ namespace
 
 bool wait_until(const std::function<bool()> &condition, std::chrono::milliseconds limit)
 {
+    if (const char *patience = std::getenv("VIRTUAL_ROUTER_PATIENCE"))
+        limit = std::min(limit, std::chrono::milliseconds(std::atoi(patience)));
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return condition();

@@ -9,7 +9,8 @@
 #include <sys/types.h>
 #include <vector>
 
-// Looks at `condition` every few milliseconds; its value at the end.
+// Looks at `condition` every few milliseconds; its value at the end. VIRTUAL_ROUTER_PATIENCE in the
+// environment (ms) shortens the limits for those who expect to wait in vain.
 bool wait_until(const std::function<bool()> &condition,
                 std::chrono::milliseconds limit = std::chrono::seconds(60));
 

@@ -257,9 +257,12 @@ void openlog(const char *ident, int options, int facility)
     real(ident, options, facility);
 }
 
-/* The call that dlsym() itself needs. */
-extern void *__libc_calloc(size_t count, size_t size);
 void *calloc(size_t count, size_t size)
 {
-    return is_failing("calloc", "%zu ", count * size) ? NULL : __libc_calloc(count, size);
+    static _Thread_local int resolving; /* dlsym() may come here, and does without */
+    if (resolving) return NULL;
+    resolving = 1;
+    REAL(calloc);
+    resolving = 0;
+    return is_failing("calloc", "%zu ", count * size) ? NULL : real(count, size);
 }

@@ -98,7 +98,7 @@ TEST(waits, areExactInTheRealProgram)
     EXPECT_EQ(loop, rest);
 }
 
-TEST(settings, ofLogPortsAndThreadsAreFixed)
+TEST(process, settingsOfLogPortsAndThreadsAreFixed)
 {
     const call_watch watch(true);
     virtual_router router;
