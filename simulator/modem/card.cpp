@@ -26,6 +26,14 @@ bool takestry(bool right, unsigned &tries, unsigned all)
     return right;
 }
 
+// The last wrong one of a PIN calls for the PUK.
+bool takespin(sim_slot &slot, std::string_view pin)
+{
+    slot.unlocked = takestry(pin == slot.pin, slot.pintries, allpintries);
+    if (slot.pintries == 0) slot.lock = "SIM PUK";
+    return slot.unlocked;
+}
+
 outcome unblock(sim_slot &slot, std::string_view puk, std::string_view newpin)
 {
     if (slot.puktries == 0) return cmefailed(13);
@@ -52,10 +60,22 @@ outcome lockstate(modem_model &modem, const request &asked, information &lines)
     const std::string_view lock = shownlock(slot);
     if (lock == "SIM PUK") return unblock(slot, asked.text(0), asked.text(1));
     if (lock != "SIM PIN") return cmefailed(3);
-    slot.unlocked = takestry(asked.text(0) == slot.pin, slot.pintries, allpintries);
-    if (slot.unlocked) return {};
-    if (slot.pintries == 0) slot.lock = "SIM PUK";
-    return cmefailed(16);
+    return takespin(slot, asked.text(0)) ? outcome() : cmefailed(16);
+}
+
+// Whether the card wants its PIN whenever it has got its power (TS 27.007 7.4).
+outcome changelock(modem_model &modem, const request &asked, information &lines)
+{
+    sim_slot &slot = selectedslot(modem);
+    const outcome card = cardstate(modem);
+    if (card.how != result::ok) return card;
+    if (asked.text(1) == "2") {
+        lines.push_back(slot.lock == "READY" ? "+CLCK: 0" : "+CLCK: 1");
+        return {};
+    }
+    if (!takespin(slot, asked.text(2))) return cmefailed(16);
+    slot.lock = asked.text(1) == "0" ? "READY" : "SIM PIN";
+    return {};
 }
 
 outcome shownumber(modem_model &modem, const request &asked, information &lines)
@@ -66,6 +86,7 @@ outcome shownumber(modem_model &modem, const request &asked, information &lines)
 
 constexpr command commands[] = {
     {"+CPIN", lockstate},
+    {"+CLCK", changelock, "SC"},
     {"+CIMI", shownumber, "", "{imsi}"},
     {"+CICCID", shownumber, "", "+ICCID: {iccid}"},
 };
@@ -99,6 +120,8 @@ void restartcard(modem_model &modem)
 {
     announcements &told = modem.session.told;
     modem.session.card_since = modem.now;
+    for (sim_slot &slot : modem.slots)
+        slot.unlocked = false;
     told.card = told.messages = told.phonebook = false;
 }
 

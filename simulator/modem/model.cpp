@@ -165,8 +165,6 @@ void powercycle(modem_model &modem, milliseconds now)
     modem.session.radio_since = modem.session.gnss_since = now;
     modem.session.told.ready = false;
     restartcard(modem);
-    for (sim_slot &slot : modem.slots)
-        slot.unlocked = false;
     modem.ports = {};
     modem.chatter_due = now + modem.profile.chatter_interval;
     (void)execute(modem, at_port, modem.profile.boot);

@@ -56,7 +56,7 @@ struct sim_slot {
     std::string puk = "12345678";
     unsigned pintries = 3;  // left
     unsigned puktries = 10;
-    bool unlocked = false;  // AT+CPIN= gave the code; until the power goes
+    bool unlocked = false;  // AT+CPIN= gave the code; until the card's power goes
 };
 
 struct gpio_line {

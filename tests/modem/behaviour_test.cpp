@@ -96,13 +96,16 @@ TEST(modem, codesUnlockTheCardWhileTriesAreLeft)
     const std::string wrong = "+CME ERROR: incorrect password";
     const std::string needspuk = "+CME ERROR: SIM PUK required";
     const scene_row locked[] = {
-        {0, "AT+CPIN=1", wrong},           {0, "AT+CIMI", "+CME ERROR: SIM PIN required"},
-        {0, "AT+CPIN=\"1234\"", ""},       {0, "AT+CPIN?", "+CPIN: READY"},
-        {0, "AT+CIMI", "250990000000001"}, {0, "AT+CPIN=1234", "+CME ERROR: operation not allowed"},
+        {0, "AT+CPIN=1", wrong},
+        {0, "AT+CIMI", "+CME ERROR: SIM PIN required"},
+        {0, "AT+CPIN=\"1234\"", ""},
+        {0, "AT+CPIN?", "+CPIN: READY"},
+        {0, "AT+CIMI", "250990000000001"},
+        {0, "AT+CPIN=1234", "+CME ERROR: operation not allowed"},
+        {0, "AT+CLCK=\"SC\",2", "+CLCK: 1"},
     };
     play(modem, locked);
-    powercycle(modem, 0);
-    (void)say(modem, "ATE0;+CMEE=2;+CATR=2\r");
+    (void)say(modem, "AT+CATR=2;+CFUN=0;+CFUN=4\r");
     (void)take(modem, second_port, 0);
     const scene_row again[] = {
         {0, "AT+CPIN=1", wrong},
@@ -115,14 +118,19 @@ TEST(modem, codesUnlockTheCardWhileTriesAreLeft)
         {0, "AT+CPIN=1,4321", wrong},
         {0, "AT+CPIN=12345678,4321", "", "SMS DONE|PB DONE"},
         {0, "AT+CPIN?", "+CPIN: READY"},
+        {0, "AT+CLCK=SC,0,4321", ""},
+        {0, "AT+CFUN=0;+CFUN=4", "", "+CPIN: READY|SMS DONE|PB DONE"},
+        {0, "AT+CLCK=SC,2", "+CLCK: 0"},
+        {0, "AT+CLCK=SC,1,4321", ""},
+        {0, "AT+CFUN=0;+CFUN=4", "", "+CPIN: SIM PIN"},
     };
     play(modem, again);
     modem.slots[0].lock = "SIM PUK";
     modem.slots[0].unlocked = false;
     for (int tries = 0; tries < 10; tries++)
         (void)say(modem, "AT+CPIN=1,4321\r");
-    const scene_row stubborn[] = {{0, "AT+CPIN=12345678,4321", "+CME ERROR: SIM failure"}};
-    play(modem, stubborn);
+    const scene_row dead[] = {{0, "AT+CPIN=12345678,4321", "+CME ERROR: SIM failure"}};
+    play(modem, dead);
 }
 
 TEST(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
@@ -136,7 +144,7 @@ TEST(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
     modem.profile.chatter = {"RING", "^DSCI: 1"};
     modem.ussd[""] = {"+CUSD: 2", 100};
     powercycle(modem, 0);
-    const scene_row dead[] = {
+    const scene_row started[] = {
         {0, "ATE0;+CMEE=2", "RDY|ATE0;+CMEE=2", "RDY"},
         {2999, "AT+CIMI", "+CME ERROR: SIM busy"},
         {3000, "AT+CIMI", "+CPIN: READY|250990000000001", "+CPIN: READY"},
@@ -145,17 +153,17 @@ TEST(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
         {5000, "AT+CMGR=1", "", "SMS DONE"},
         {11000, "", "", "PB DONE"},
     };
-    play(modem, dead);
+    play(modem, started);
     EXPECT_EQ(nextdue(modem), 50000);
     storemessage(modem, "00");
-    const scene_row boot[] = {
+    const scene_row arrived[] = {
         {11000, "AT+CNMI=0", "", "+CMTI: \"SM\",1"},
         {11000, "AT+CUSD=1,\"1\",15", ""},
         {11000, "AT+CUSD=1,\"2\",15", ""},
     };
-    play(modem, boot);
+    play(modem, arrived);
     storemessage(modem, "00");
-    const scene_row asked[] = {
+    const scene_row elsewhere[] = {
         {11050, "AT+CUSD=2", ""},
         {11200, "AT+CUSD=1,\"1\",15", ""},
         {11299, "", ""},
@@ -168,10 +176,10 @@ TEST(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
         {99999, "AT+CATR=1", "SMS DONE|PB DONE"},
         {100000, "", ""},
     };
-    play(modem, asked);
+    play(modem, elsewhere);
     modem.profile.stubborn = 1;
-    const scene_row rows[] = {{150000, "", "RING", "RING"}};
-    play(modem, rows);
+    const scene_row everywhere[] = {{150000, "", "RING", "RING"}};
+    play(modem, everywhere);
     // The second port has kept its echo, and what is said waits for the end of a reply.
     modem.profile.reply_delay = 10;
     modem.profile.piece_size = 5;
@@ -187,13 +195,13 @@ TEST(modem, findsItsPlaceSomeTimeAfterTheReceiversPower)
     modem_model modem = quiet();
     modem.profile.fix_delay = 90000;
     modem.profile.reply = {{"fix", "F"}, {"nofix", "N"}};
-    const scene_row later[] = {
+    const scene_row rows[] = {
         {1000, "AT+CGNSSPWR=1", ""},
         {90999, "AT+CGNSSINFO", "+CGNSSINFO: N"},
         {90999, "AT+CGNSSPWR=1", ""},
         {91000, "AT+CGNSSINFO", "+CGNSSINFO: F"},
     };
-    play(modem, later);
+    play(modem, rows);
 }
 
 TEST(modem, profilesAreReadToTheirFirstWrongLine)

@@ -103,6 +103,11 @@ TEST(card, isUnlockedByAClient)
     EXPECT_EQ(at("AT+CPIN=\"0000\""), "\r\n+CME ERROR: incorrect password\r\n");
     EXPECT_EQ(router.modem("state")["pin_tries"], "2");
     EXPECT_EQ(at("AT+CPIN=\"1234\""), "\r\nOK\r\n");
+    EXPECT_EQ(ask(router, "reinit"), "ok");  // cuts the card's power
+    EXPECT_TRUE(router.becomes(statepath, "error"));
+    EXPECT_EQ(router.status(errorpath), "sim_locked");
+    EXPECT_EQ(at("AT+CPIN=\"1234\""), "\r\nOK\r\n");
+    EXPECT_EQ(at("AT+CLCK=\"SC\",0,\"1234\""), "\r\nOK\r\n");
     EXPECT_EQ(ask(router, "reinit"), "ok");
     EXPECT_TRUE(router.settles());
 }
