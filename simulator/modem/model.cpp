@@ -52,6 +52,8 @@ void deliverpieces(
     modem_model &modem, port where, std::string_view text, std::size_t size, milliseconds gap)
 {
     milliseconds delay = modem.profile.reply_delay;
+    modem_port &own = modem.ports[where];
+    own.reply_from = std::max(own.busy_until, modem.now + delay);
     for (; !text.empty(); delay += gap) {
         const std::string_view piece = text.substr(0, size);
         deliver(modem, where, std::string(piece), delay);

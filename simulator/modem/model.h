@@ -118,7 +118,9 @@ struct modem_port {
     bool prompting = false;     // a message is awaited
     std::size_t announced = 0;  // its octets after the service centre address
     std::multimap<milliseconds, std::string> outgoing;  // by the time when it is due
-    milliseconds busy_until = 0;                        // replies keep their order
+    milliseconds reply_from =
+        0;  // when the latest reply begins, and when it has ended: replies keep
+    milliseconds busy_until = 0;  // their order
 };
 
 struct modem_model {
@@ -170,7 +172,7 @@ std::optional<milliseconds> nextdue(const modem_model &modem);
 
 // A text out of turn, sent as it stands.
 void unsolicited(modem_model &modem, port where, std::string_view text, milliseconds delay = 0);
-// A line of the modem's own, at the ports that AT+CATR chose, behind the replies under way.
+// A line of the modem's own, at the ports that AT+CATR chose. It cuts no reply in two.
 void announce(modem_model &modem, std::string_view line);
 // Announces what has come about by now, and chatters.
 void settle(modem_model &modem);

@@ -83,8 +83,9 @@ void announce(modem_model &modem, std::string_view line)
 {
     for (const port where : {at_port, second_port}) {
         if (!speaks(modem, where)) continue;
-        const milliseconds free = modem.ports[where].busy_until;
-        unsolicited(modem, where, framed(modem, line), std::max<milliseconds>(free - modem.now, 0));
+        const modem_port &own = modem.ports[where];
+        const bool replying = modem.now >= own.reply_from && modem.now < own.busy_until;
+        unsolicited(modem, where, framed(modem, line), replying ? own.busy_until - modem.now : 0);
     }
 }
 

@@ -180,14 +180,15 @@ TEST(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
     modem.profile.stubborn = 1;
     const scene_row everywhere[] = {{150000, "", "RING", "RING"}};
     play(modem, everywhere);
-    // The second port has kept its echo, and what is said waits for the end of a reply.
+    // The second port has kept its echo, and what is said comes before a reply or after it.
     modem.profile.reply_delay = 10;
     modem.profile.piece_size = 5;
     modem.profile.piece_delay = 1;
     feed(modem, second_port, "AT+CGMM\r", 200000);
     announce(modem, "X");
-    EXPECT_EQ(take(modem, second_port, 200010), "\r\n^DSCI: 1\r\nAT+CGMM\r\r\nLTE");
-    EXPECT_EQ(take(modem, second_port, 200099), "-MODEM-1\r\n\r\nOK\r\n\r\nX\r\n");
+    EXPECT_EQ(take(modem, second_port, 200010), "\r\n^DSCI: 1\r\nAT+CGMM\r\r\nX\r\n\r\nLTE");
+    announce(modem, "Y");
+    EXPECT_EQ(take(modem, second_port, 200099), "-MODEM-1\r\n\r\nOK\r\n\r\nY\r\n");
 }
 
 TEST(modem, findsItsPlaceSomeTimeAfterTheReceiversPower)
