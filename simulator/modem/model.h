@@ -118,9 +118,8 @@ struct modem_port {
     bool prompting = false;     // a message is awaited
     std::size_t announced = 0;  // its octets after the service centre address
     std::multimap<milliseconds, std::string> outgoing;  // by the time when it is due
-    milliseconds reply_from =
-        0;  // when the latest reply begins, and when it has ended: replies keep
-    milliseconds busy_until = 0;  // their order
+    milliseconds reply_from = 0;                        // when the latest reply begins
+    milliseconds busy_until = 0;                        // when it has ended: they keep their order
 };
 
 struct modem_model {
