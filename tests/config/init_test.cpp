@@ -178,8 +178,10 @@ void expect_failure(virtual_router &router, const script_row &row, const char *k
 void expect_failures(const char *kind)
 {
     virtual_router router(fast);
-    for (const script_row &row : steps())
+    for (const script_row &row : steps()) {
         if (!row.purpose.empty()) expect_failure(router, row, kind);
+        if (testing::Test::HasFailure()) return;  // the waits would be in vain
+    }
 }
 
 TEST(init, everyRowRefusedEndsTheRunWithItsReason)
