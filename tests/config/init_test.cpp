@@ -215,7 +215,7 @@ TEST(init, settingsChooseTheCommands)
         {"gnss mode alone", "config gnss gnss\n option mode 4\n",
          {"AT+CGDRT=25,1", "AT+CGNSSPWR=0"}, {"AT+CGNSSMODE=4"}},
         {"2g", network + "type 2g\n", {"AT+CNMP=13"}, {"AT+CNMP=2"}},
-        {"3g", network + "type 3g\n", {"AT+CNMP=14"}, {"AT+CNMP=2"}},
+        {"3g", network + "type 3g\n", {"AT+CNMP=14"}, {"AT+CNMP=2", "AT+CNMP=38"}},
         {"4g", network + "type 4g\n", {"AT+CNMP=38"}, {"AT+CNMP=2"}},
         {"private", network + "iparea private\n", {"AT+USBNETIP=0,10,117"}, {"AT+USBNETIP=1"}},
         {"apn", network + "apn 'm2m.example'\n",
