@@ -26,7 +26,7 @@ if(KELVANTORIUM_UBUS)
     target_compile_definitions(router_parts PRIVATE ROUTER_TOOLS=":${tools}")
 endif()
 
-add_executable(router router/main.cpp)
+add_executable(router router/listen.cpp router/main.cpp)
 target_link_libraries(router PRIVATE router_parts sandbox)
 
 set_target_properties(log_collector network_service router PROPERTIES

@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "simulator/router/listen.h"
 #include "simulator/router/parts.h"
 #include "simulator/router/process.h"
 #include "simulator/sandbox.h"
@@ -29,6 +30,7 @@ constexpr char usage[] =
     "  --daemon PATH           the daemon's program\n"
     "  --daemon-prefix WORDS   put in front of it, e.g. an emulator\n"
     "  --broker PATH           the bus broker's program\n"
+    "  --listen ADDRESS:PORT   the web server, at a port of this machine (0: any that is free)\n"
     "  --no-daemon --no-network --no-modem\n"
     "Without a command: an interactive shell.\n";
 
@@ -38,7 +40,8 @@ struct router_options {
     std::string daemon;
     std::string prefix;
     std::string broker;
-    bool use[router_partcount] = {true, true, true, true, true};
+    int listener = -1;  // socket of the web server, from outside the sandbox
+    bool use[router_partcount] = {true, true, true, true, true, false};
     std::vector<std::string> command;
 };
 
@@ -52,6 +55,7 @@ bool readoptions(int argc, char **argv, router_options &options)
         {"daemon", required_argument, nullptr, 'd'},
         {"daemon-prefix", required_argument, nullptr, 'p'},
         {"broker", required_argument, nullptr, 'b'},
+        {"listen", required_argument, nullptr, 'l'},
         {"no-daemon", no_argument, nullptr, 'D'},
         {"no-network", no_argument, nullptr, 'N'},
         {"no-modem", no_argument, nullptr, 'M'},
@@ -75,6 +79,11 @@ bool readoptions(int argc, char **argv, router_options &options)
                 break;
             case 'b':
                 options.broker = optarg;
+                break;
+            case 'l':
+                options.listener = listen_at(optarg);
+                if (options.listener < 0) return false;
+                options.use[static_cast<int>(router_part::web)] = true;
                 break;
             case 'D':
                 options.use[static_cast<int>(router_part::daemon)] = false;
@@ -127,6 +136,7 @@ int runrouter(const router_options &options, const std::string &folder)
     daemon.push_back(options.daemon.empty() ? folder + "/kelvantorium" : options.daemon);
     parts.setcommand(router_part::daemon, daemon);
     if (!options.modem.empty()) parts.setprofile(options.modem);
+    if (options.listener >= 0) parts.setlistener(options.listener);
     if (!options.broker.empty()) parts.setcommand(router_part::broker, {options.broker});
 
     for (std::size_t number = 0; number < router_partcount; number++) {

@@ -37,6 +37,26 @@ struct part_row {
     const char *out;  // file of its standard output
 };
 
+// The passwords as crypt(3) writes them.
+constexpr char logins[] = R"(
+config login
+	option username 'status'
+	option password '$5$kelvantorium$2u3AsOqWew2omtN7JmY6UWH6ksvP8/jrRe.1l1lE556'
+	list read 'kelvantorium-status'
+
+config login
+	option username 'messages'
+	option password '$5$kelvantorium$WTIlXyn8CTpSbgVSQr8IfyP8dGBfM.IK8g/A.E4aNp4'
+	list read 'kelvantorium-messages'
+	list write 'kelvantorium-messages'
+
+config login
+	option username 'admin'
+	option password '$5$kelvantorium$Tkdjbou8EAPnh6QLSu8LqJH4slJe5XxOy58o6OxsYh.'
+	list read 'kelvantorium-*'
+	list write 'kelvantorium-*'
+)";
+
 bool hasobject(const char *name)
 {
     bus_client bus;
@@ -49,6 +69,8 @@ const part_row rows[router_partcount] = {
     {"network-service", [] { return hasobject("network.simulator"); }, "/dev/null"},
     {"modem-simulator", [] { return hasobject("simulator"); }, "/dev/null"},
     {"kelvantorium", [] { return hasobject("kelvantorium"); }, router_outpath},
+    // Whoever connects before it accepts waits in the queue of the socket.
+    {"web-server", [] { return true; }, router_weblogpath},
 };
 
 }  // namespace
@@ -84,11 +106,21 @@ void router_parts::setprofile(const std::string &text)
     setcommand(router_part::modem, {folder + "/modem-simulator", "--profile", router_profilepath});
 }
 
+void router_parts::setlistener(int fd)
+{
+    write_file("/etc/config/rpcd", logins);
+    setcommand(router_part::web, {folder + "/web-server", "--listen-fd", std::to_string(fd),
+                                  "--www", folder + "/www", "--access", folder + "/access"});
+    at(router_part::web).keep = fd;
+}
+
 bool router_parts::launch(router_part part)
 {
     process &child = at(part);
     child.status.reset();
-    child.pid = process_start(child.argv, {.out = rows[static_cast<std::size_t>(part)].out});
+    child.pid = process_start(
+        child.argv,
+        {.out = rows[static_cast<std::size_t>(part)].out, .folder = folder, .keep = child.keep});
     return child.pid > 0;
 }
 

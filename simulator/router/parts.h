@@ -10,12 +10,13 @@
 #include <vector>
 
 // In the order in which they are started; stopped in the reverse order.
-enum class router_part { log, broker, network, modem, daemon };
-constexpr std::size_t router_partcount = 5;
+enum class router_part { log, broker, network, modem, daemon, web };
+constexpr std::size_t router_partcount = 6;
 
 constexpr char router_logpath[] = "/run/log/messages";
 constexpr char router_outpath[] = "/run/kelvantorium.out";
 constexpr char router_profilepath[] = "/run/modem.profile";
+constexpr char router_weblogpath[] = "/run/web-server.out";
 constexpr char router_configpath[] = "/etc/config/kelvantorium";
 
 // The package with every option present: slot 1, GNSS on.
@@ -35,6 +36,10 @@ public:
 
     // The modem's profile instead of the ordinary one: its text.
     void setprofile(const std::string &text);
+
+    // The web server on a socket that listens already. Its log-ins are one for each group of the
+    // access file: status, messages and admin, each with its name as the password.
+    void setlistener(int fd);
 
     // Starts a part without waiting for it.
     bool launch(router_part part);
@@ -57,6 +62,7 @@ public:
 private:
     struct process {
         std::vector<std::string> argv;
+        int keep = -1;  // descriptor that the program inherits
         pid_t pid = -1;
         std::optional<int> status;  // of the last run
     };

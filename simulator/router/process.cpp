@@ -31,6 +31,7 @@ namespace
     sigprocmask(SIG_SETMASK, &none, nullptr);
     for (const int number : {SIGPIPE, SIGINT, SIGTERM, SIGCHLD, SIGTSTP})
         signal(number, SIG_DFL);
+    if (options.keep >= 0) (void)fcntl(options.keep, F_SETFD, 0);
     if (!options.out.empty()) {
         const int fd = open(options.out.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
         if (fd < 0 || dup2(fd, STDOUT_FILENO) < 0) _exit(126);

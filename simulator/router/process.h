@@ -18,6 +18,7 @@ struct process_options {
     std::string out{};     // file that standard output is appended to; empty: inherited
     bool ingroup = false;  // stay in the caller's process group, reached by the terminal's signals
     std::string folder{};  // put in front of PATH
+    int keep = -1;         // a descriptor that the program inherits although it is close-on-exec
 };
 
 // Starts a program, found by PATH, with clean signal settings. -1 when it cannot be started.

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: ISC
+// Bus calls through the command line client, one process a call: calls of several browsers run side
+// by side, as they do with the router's web server, and a text passes as the octets it has.
+#pragma once
+
+#include <string>
+
+#include <json-c/json.h>
+
+struct bus_answer {
+    int status = 0;     // of the bus; 255: no bus
+    std::string reply;  // JSON text; empty without reply data
+};
+
+// Waits up to `timeout` seconds for the answer.
+bus_answer bus_call(const std::string &object,
+                    const std::string &method,
+                    json_object *arguments,
+                    int timeout);
+
+// Whether somebody offers the object.
+bool bus_has(const std::string &object);
+
+// {OBJECT:{METHOD:{ARGUMENT:TYPE}}} of the objects that match the pattern, as JSON text.
+std::string bus_list(const std::string &pattern);
