@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: ISC
-"""The access files name every method of the object once, nothing else, and grant no program."""
+"""The access files name every method of the object once, nothing else, and grant no program. The web
+page of who may change settings also asks which options there are."""
 import glob
 import json
 import sys
@@ -18,5 +19,6 @@ for group, grant in json.load(open(sys.argv[1] + "/kelvantorium.rpcd.json")).ite
     grants = [grant.get("read", {}), grant.get("write", {})]
     web[group] = sorted(sum((g.get("ubus", {}).pop("kelvantorium", []) for g in grants), []))
     for rights in grants:
-        assert set(rights) <= {"ubus", "uci"} and not rights.get("ubus"), group
+        assert set(rights) <= {"ubus", "uci"}, group
+        assert rights.get("ubus", {}) in ({}, {"uci": ["get"]} if "uci" in rights else {}), group
 assert web == broker, (web, broker)
