@@ -28,9 +28,19 @@ recipeAndInstallRulesAgree() {
 		cmake --build "$work/build"
 		DESTDIR=$work/image cmake --install "$work/build"
 		recipe recipe
+		recipe pages
 	} >"$work/log"
 	(cd "$work/package" && find . -type f | LC_ALL=C sort) | diff "$tests/installed" - ||
 		fail "the package holds other files than expected"
+	# The pages bring files below /www and a menu: no log-in, no grant.
+	expect "files of the page" "$(cd "$tree/web/page" && find . -type f | LC_ALL=C sort)" \
+		"$(cd "$work/kelvantorium-web/www/kelvantorium" && find . -type f | LC_ALL=C sort)"
+	expect "places of the page" ./www "$(cd "$work/kelvantorium-web" && find . ! -path . -prune)"
+	expect "files of the LuCI package" "./usr/share/luci/menu.d/luci-app-kelvantorium.json
+./www/luci-static/resources/view/kelvantorium/status.js" \
+		"$(cd "$work/luci-app-kelvantorium" && find . -type f | LC_ALL=C sort)"
+	expect "dependencies of the page" "+kelvantorium +uhttpd +uhttpd-mod-ubus +rpcd" \
+		"$(sed -n 's/^ *DEPENDS:=//p' "$work/kelvantorium-web.control")"
 	[ -x "$work/package/etc/init.d/kelvantorium" ] || fail "init script cannot be executed"
 	expect "licence and version" "ISC $(sed -n 's/^project(.*VERSION \([0-9.]*\).*/\1/p' \
 		"$tree/CMakeLists.txt")" "$(cat "$work/version")"
