@@ -87,6 +87,7 @@ class Page:
         options.binary_location = "/usr/bin/chromium"
         self.profile = tempfile.TemporaryDirectory()
         for argument in ("headless=new", "no-sandbox", "disable-gpu", "disable-quic",
+                         "disable-lcd-text", "force-color-profile=srgb",
                          "no-first-run", "disable-background-networking",
                          "disable-component-update", "disable-sync", f"lang={language}",
                          f"user-data-dir={self.profile.name}", "window-size=1000,1400"):
