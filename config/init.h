@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: ISC
-// Bringing the modem from whatever state it is in to the configured one.
+// The initialisation of the modem by the AT script, from the settings of the package.
 #pragma once
 
 struct modem_state;

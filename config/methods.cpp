@@ -72,7 +72,7 @@ bool modem_refusevalues(const modem_request &request,
     return false;
 }
 
-// Writes the given values whose section the configuration is known to hold.
+// Writes the given values; those of options with a presence flag only where it is raised.
 void modem_writevalues(uci_context *context,
                        blob_attr *const (&arguments)[argumentcount],
                        modem_settings &values)

@@ -95,7 +95,8 @@ int modem_smsclear(
     if (modem_refuseclient(request, arguments[0], client)) return 0;
     pmod->sms_list.numsms = 0;
     (void)modem_savelistsms(pmod);  // traced; the next save makes up for it
-    // Before the next whole copy the working counter is as good as published: it must not return.
+    // The working copy is to be published whole: it must not bring the old count back. The poll
+    // writes the count anew before it copies, so this order holds on its own.
     if (modem_getflag(pmod->isstatuscopied) == 0)
         modem_settext(pmod->working.info.sms.recv_counter, "%u", 0U);
     modem_settext(pmod->published.info.sms.recv_counter, "%u", 0U);
