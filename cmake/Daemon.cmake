@@ -17,6 +17,7 @@ add_library(daemon_objects OBJECT
     config/init.cpp
     config/initsteps.cpp
     config/methods.cpp
+    config/replies.cpp
     config/settings.cpp
     core/life/modem.cpp
     core/life/signals.cpp

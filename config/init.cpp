@@ -9,8 +9,8 @@
 #include "at/port.h"
 #include "at/sendat.h"
 #include "config/initsteps.h"
+#include "config/replies.h"
 #include "config/settings.h"
-#include "core/record/cursor.h"
 #include "core/record/flags.h"
 #include "core/record/pause.h"
 #include "core/record/text.h"
@@ -168,26 +168,13 @@ constexpr bool modem_iscomplete()
 
 static_assert(modem_iscomplete(), "every row of the script does one thing");
 
-// The word that the reply holds after `marker` at its head (null: its first word); empty when the
-// reply has another shape.
-std::string_view modem_getword(std::string_view reply, const char *marker)
-{
-    modem_cursor at = {reply};
-    if (marker != nullptr) {
-        while (!at.rest.empty() && (at.rest.front() == '\r' || at.rest.front() == '\n'))
-            at.rest.remove_prefix(1);
-        if (at.rest.find(marker) != 0 || !modem_skippast(at, marker)) return {};
-    }
-    return modem_takeword(at);
-}
-
 int modem_initcommand(modem_state *pmod, const modem_initstep &step)
 {
     if (modem_ask(pmod, &pmod->working.info, "init", step.command, step.purpose, step.shown) !=
         modematOk)
         return -1;
     if (step.into != nullptr) {
-        const std::string_view word = modem_getword(modem_getreply(pmod), step.after);
+        const std::string_view word = modem_readword(modem_getreply(pmod), step.after);
         if (!word.empty()) modem_copytext(step.into(pmod->working), word);
     }
     if (step.pause != 0) modem_pause(step.pause * 1000);

@@ -6,7 +6,7 @@
 
 #include "at/ask.h"
 #include "at/sendat.h"
-#include "core/record/cursor.h"
+#include "config/replies.h"
 #include "core/record/flags.h"
 #include "core/record/pause.h"
 #include "core/record/text.h"
@@ -49,16 +49,6 @@ int modem_unlessok(int result)
 int modem_unlessanswered(int result)
 {
     return modem_issilent(result) ? -1 : 0;
-}
-
-// The rest of the line after "+CPIN: "; empty when the reply has none.
-void modem_getsimlock(std::string_view reply, modem_field code)
-{
-    modem_cursor at = {reply};
-    code.text[0] = '\0';
-    if (!modem_skippast(at, "+CPIN: ")) return;
-    const std::optional<std::string_view> line = modem_takeuntil(at, '\r');
-    if (line) modem_copytext(code, *line);
 }
 
 }  // namespace
@@ -138,7 +128,7 @@ int modem_initsimlock(modem_state *pmod)
     modem_info *target = &pmod->working.info;
     if (modem_ask(pmod, target, init, simlockcommand, simlockpurpose) != modematOk) return -1;
     char code[simlockmax];
-    modem_getsimlock(modem_getreply(pmod), code);
+    modem_copytext(code, modem_readsimlock(modem_getreply(pmod)));
     if (modem_isword(code, "READY")) return 0;
     for (const modem_simlock &lock : simlocks) {
         if (!modem_isword(code, lock.code)) continue;

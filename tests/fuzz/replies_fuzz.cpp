@@ -3,6 +3,7 @@
 #include <cstring>
 #include <sys/mman.h>
 
+#include "config/replies.h"
 #include "core/record/status.h"
 #include "fuzz/mutate.h"
 #include "indicators/adc.h"
@@ -109,6 +110,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     fuzzprovider(text);
     fuzzsysinfo(text);
     fuzzroute(text);
+    fuzz_require(modem_readword(text, "+CGMR:").find_first_of(" \r\n") == text.npos, "one word");
+    fuzz_require(modem_readsimlock(text).find('\r') == text.npos, "one line");
     fuzz_require(modem_readcapacity(text) <= 255, "a place has one octet");
     fuzz_require(modem_readslots(text).value_or(0) <= 3, "two slots");
     return 0;
