@@ -3,6 +3,7 @@
 #include "core/record/trace.h"
 
 #include <csignal>
+#include <cstdio>
 #include <fcntl.h>
 #include <string>
 #include <sys/wait.h>
@@ -20,6 +21,7 @@ namespace
 template <typename action>
 int runonpipe(bool isread, action &&run)
 {
+    std::fflush(stdout);  // a sanitizer's _exit would write it once more
     const pid_t child = fork();
     if (child == 0) {
         int ends[2];
