@@ -18,6 +18,9 @@ list(JOIN SYSTEM_CALLS " " SYSTEM_CALLS)
 configure_file(systemd/kelvantorium.service.in kelvantorium.service @ONLY)
 
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/default DESTINATION share/kelvantorium)
+set(list listsms.kelvantorium)
+file(CREATE_LINK /var/lib/kelvantorium/${list} ${CMAKE_CURRENT_BINARY_DIR}/${list} SYMBOLIC)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${list} DESTINATION share/kelvantorium/root)
 install(PROGRAMS ${files}/kelvantorium-reinit DESTINATION libexec)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelvantorium.service systemd/kelvantorium-heal.service
     DESTINATION ${system}/lib/systemd/system)
