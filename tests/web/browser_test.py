@@ -1,14 +1,16 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: ISC
 """The page in a real browser, the real daemon behind it: BUILD=build/dev tests/web/browser_test.py"""
+import json
 import os
 import re
 import sys
 import time
 import unittest
 
+sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from page import NOBODY, Page, Router, until  # noqa: E402
+from page import BUILD, NOBODY, Page, Router, until  # noqa: E402
 
 METHODS = {
     "status": ["get"],
@@ -73,6 +75,27 @@ class Access(Case):
         self.assertEqual(self.router.rpc(self.router.login("admin"), "simulator", "state")["error"][
             "code"], -32002)
         self.assertEqual(self.router.rpc(NOBODY, "nobody", "get")["error"]["code"], -32000)
+
+    def test_server_answers_as_a_routers_does(self):
+        router, admin = self.router, self.router.login("admin")
+        call = {"jsonrpc": "2.0", "id": 7, "method": "call"}
+        rows = [
+            (b"{", -32700), (b"7", -32600), (b'{"id":1}', -32600),
+            ({**call, "method": "other"}, -32601), ({**call, "params": [admin, "kelvantorium"]}, -32602),
+            ({**call, "params": ["f" * 32, "kelvantorium", "get", {}]}, -32002),
+            ({**call, "params": [admin, "nobody", "get", {}]}, -32000),
+        ]
+        for request, code in rows:
+            body = request if isinstance(request, bytes) else json.dumps(request).encode()
+            self.assertEqual(router.post(body)["error"]["code"], code, body[:80])
+        known = {**call, "params": [admin, "kelvantorium", "sms_get", {"id": "33"}]}
+        answers = router.post(json.dumps([known, {**call, "id": 8, "method": "other"}, known]).encode())
+        self.assertEqual([each["id"] for each in answers], [7, 8, 7])
+        self.assertEqual([list(each)[2] for each in answers], ["result", "error", "result"])
+        brief = router.rpc(NOBODY, "session", "login", username="admin", password="admin", timeout=1)
+        time.sleep(2)
+        session = brief["result"][1]["ubus_rpc_session"]
+        self.assertEqual(router.rpc(session, "kelvantorium", "get")["error"]["code"], -32002)
 
     def test_messages_group_reads_without_the_right_to_the_status(self):
         self.router.simulator("sms", sender="79160000001", text="only messages")
@@ -164,6 +187,16 @@ class Trouble(Case):
         self.router.run("kill -CONT $(cat /run/kelvantorium.pid)")
         until(lambda: "does not answer yet" not in page.text(), "the answer")
         page.shows("Ready")
+
+    def test_restarted_daemon_is_found_again(self):
+        page = self.window()
+        page.shows("Ready")
+        self.router.run("kill $(cat /run/kelvantorium.pid)")
+        page.shows("The modem daemon does not run.")
+        self.router.run(f"{BUILD}/kelvantorium-fast > /dev/null 2>&1 & echo $! > /run/kelvantorium.pid")
+        self.addCleanup(self.router.run, "kill $(cat /run/kelvantorium.pid)")
+        page.shows("Ready")
+        until(lambda: "does not run" not in page.text(), "nothing wrong")
 
     def test_missing_daemon_is_told(self):
         lonely = Router("--no-daemon")

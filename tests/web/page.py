@@ -64,6 +64,9 @@ class Router:
         """The answer to a request made past the page."""
         body = json.dumps({"jsonrpc": "2.0", "id": 1, "method": "call",
                            "params": [session, obj, method, arguments]}).encode()
+        return self.post(body)
+
+    def post(self, body):
         server = self.address.rsplit("/", 2)[0]
         with urllib.request.urlopen(f"{server}/ubus", body, timeout=PATIENCE) as answer:
             return json.loads(answer.read().decode("cp1251"))
