@@ -132,6 +132,7 @@ TEST(deliver, dropsWithTheCauseTraced)
         std::string pdu;
         std::string complaint;
     } cases[] = {
+        {"an octet too short", plain.substr(0, 2 * 27), "nbytes=27<28"},
         {"address beyond the end", with(plain, 9, "FF"), "nbytes=34<139"},
         {"nothing behind TP-PID", with(with(plain, 9, "1B"), 25, "00"), "nbytes=34<35"},
         {"TP-PID first of all that is missing", with(plain, 9, "1B"),
