@@ -23,6 +23,7 @@ add_library(daemon_objects OBJECT
     core/life/signals.cpp
     core/life/thread.cpp
     core/life/worker.cpp
+    core/record/assertion.cpp
     core/record/command.cpp
     core/record/cursor.cpp
     core/record/descriptor.cpp

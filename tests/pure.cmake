@@ -4,6 +4,7 @@ add_executable(pure_tests
     at/sendat_test.cpp
     at/ussd_test.cpp
     config/replies_test.cpp
+    core/record/assertion_test.cpp
     core/record/trace_test.cpp
     indicators/adc_test.cpp
     indicators/leds_test.cpp
