@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: ISC
 # The daemon: its objects without main (the tests link them too) and the program itself.
-find_package(Threads REQUIRED)
 
 add_library(daemon_objects OBJECT
     at/ask.cpp
@@ -60,16 +59,15 @@ foreach(objects IN ITEMS daemon_objects daemon_main)
     target_compile_options(${objects} PRIVATE
         -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
         -ffunction-sections -fdata-sections)
-    target_link_libraries(${objects} PUBLIC platform::ubus platform::ubox platform::uci)
+    target_link_libraries(${objects} PUBLIC
+        platform::ubus platform::ubox platform::uci Threads::Threads)
 endforeach()
 
 # Linked with the C driver, and without the C++ runtime that CMake would add on its own for C++
 # objects: the target has none, and this keeps it so. C++ programs get it from their own driver.
 set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
-add_executable(kelvantorium
-    ${PROJECT_BINARY_DIR}/version.c
-    $<TARGET_OBJECTS:daemon_main>
-    $<TARGET_OBJECTS:daemon_objects>)
+add_executable(kelvantorium ${PROJECT_BINARY_DIR}/version.c)
+target_link_libraries(kelvantorium PRIVATE daemon_main daemon_objects)
 set_target_properties(kelvantorium PROPERTIES
     LINKER_LANGUAGE C
     RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
@@ -78,5 +76,3 @@ target_link_options(kelvantorium PRIVATE -Wl,--gc-sections -Wl,-z,relro,-z,now
 if(KELVANTORIUM_PAGE_SIZE)
     target_link_options(kelvantorium PRIVATE -Wl,-z,max-page-size=${KELVANTORIUM_PAGE_SIZE})
 endif()
-target_link_libraries(kelvantorium PRIVATE
-    platform::ubus platform::ubox platform::uci Threads::Threads)
