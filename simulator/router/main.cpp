@@ -147,6 +147,8 @@ int runrouter(const router_options &options, const std::string &folder)
     if (options.use[static_cast<int>(router_part::daemon)])
         write_file(pidpath, std::to_string(parts.pid(router_part::daemon)) + "\n");
     int result = runcommand(options.command, folder);
+    // Ctrl-C does not wait for a modem: the sandbox ends, and everybody in it.
+    if (stopsignal == SIGINT) _exit(result);
     // A running exchange with the modem is finished first, and it may wait for its time-out.
     if (const auto status = parts.stop(router_part::daemon, 120s)) {
         if (*status != 0) {
