@@ -57,7 +57,8 @@ add_library(daemon_main OBJECT core/life/main.cpp)
 foreach(objects IN ITEMS daemon_objects daemon_main)
     target_include_directories(${objects} PUBLIC ${PROJECT_SOURCE_DIR})
     target_compile_options(${objects} PRIVATE
-        -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
+        -fno-exceptions -fno-rtti -fno-threadsafe-statics
+        -fno-unwind-tables -fno-asynchronous-unwind-tables
         -ffunction-sections -fdata-sections)
     target_link_libraries(${objects} PUBLIC
         platform::ubus platform::ubox platform::uci Threads::Threads)
