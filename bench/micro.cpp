@@ -25,6 +25,13 @@ void modem_trace(const char *, ...) {}
 
 void modem_tracehex(const char *, std::span<const std::uint8_t>) {}
 
+bool modem_istracing()
+{
+    return false;
+}
+
+void modem_settracing(bool) {}
+
 namespace
 {
 
