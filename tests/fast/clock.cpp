@@ -68,8 +68,9 @@ extern "C" void *__wrap_realloc(void *old, std::size_t size)
 void modem_pause(unsigned ms)
 {
     if (ms > 1) modem_trace("modem_pause: %u\n", ms);
-    const long shortened = ms <= 1 ? 200000L : std::max(1L, static_cast<long>(ms) / 50) * 1000000L;
-    timespec rest = {shortened / 1000000000L, shortened % 1000000000L};
+    const long nanoseconds =
+        ms <= 1 ? 200000L : std::max(1L, static_cast<long>(ms) / 50) * 1000000L;
+    timespec rest = {nanoseconds / 1000000000L, nanoseconds % 1000000000L};
     while (clock_nanosleep(CLOCK_MONOTONIC, 0, &rest, &rest) == EINTR) {
     }
 }

@@ -237,7 +237,7 @@ int open(const char *path, int flags, ...)
     }
 
 // clang-format off
-WRAP(int, pipe, (int fds[2]), (fds), -1, "")
+WRAP(int, pipe, (int fds[2]), (fds), -1, "", "")
 WRAP(int, timerfd_create, (int clock, int flags), (clock, flags), -1, "", " %d", clock)
 WRAP(int, tcsetattr, (int fd, int actions, const struct termios *to), (fd, actions, to), -1,
      target_of(fd),
