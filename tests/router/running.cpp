@@ -3,6 +3,7 @@
 #include "tests/router/running.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <thread>
 #include <unistd.h>
@@ -17,6 +18,7 @@ namespace
 constexpr char prefixname[] = "VIRTUAL_ROUTER_PREFIX";
 constexpr char orderpath[] = "/run/failing";
 constexpr char recordpath[] = "/run/calls";
+constexpr char librarypath[] = "/run/calls.so";
 constexpr char passhead[] = "AT+CADC=2";
 constexpr std::size_t longestpass = 64;  // commands
 
@@ -47,7 +49,9 @@ call_watch::call_watch(bool recorded)
 {
     if (const char *former = std::getenv(prefixname)) formerprefix = former;
     const std::string record = recorded ? std::string(" CALLS_RECORD=") + recordpath : "";
-    putenvironment(prefixname, ("env LD_PRELOAD=" CALLS_LIBRARY + record +
+    // Neither the words of a prefix nor LD_PRELOAD can name a path with a space.
+    EXPECT_TRUE(symlink(CALLS_LIBRARY, librarypath) == 0 || errno == EEXIST);
+    putenvironment(prefixname, (std::string("env LD_PRELOAD=") + librarypath + record +
                                 " ASAN_OPTIONS=verify_asan_link_order=0 " + formerprefix)
                                    .c_str());
     (void)unlink(recordpath);
