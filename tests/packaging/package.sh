@@ -107,7 +107,8 @@ daemonLivesUnderItsFilter() {
 	filtered="python3 filter.py run filter.json"
 	cmake -DPROCESSOR="$(uname -m)" -DFILTER=filter.json -P "$tree/packaging/openwrt/filter.cmake"
 	[ -e filter.json ] || fail "no filter for $(uname -m): this cannot be checked here"
-	expect "allowed calls" fine "$($filtered busybox echo fine)"
+	# Not busybox, which gives up another user's rights first, a call that nobody here may make.
+	expect "allowed calls" fine "$($filtered /bin/echo fine)"
 	status=0
 	$filtered busybox kill -0 $$ || status=$?
 	expect "status after a forbidden call (SIGSYS)" 159 "$status"
