@@ -94,7 +94,11 @@ void makereadonly(const std::string &path)
 {
     mount_attr attributes = {};
     attributes.attr_set = MOUNT_ATTR_RDONLY;
-    check(mount_setattr(AT_FDCWD, path.c_str(), AT_RECURSIVE, &attributes, sizeof attributes),
+    if (mount_setattr(AT_FDCWD, path.c_str(), AT_RECURSIVE, &attributes, sizeof attributes) == 0)
+        return;
+    if (errno != ENOSYS) fail(path.c_str());
+    // Old kernels, and emulators: without what is mounted below it.
+    check(mount(nullptr, path.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr),
           path.c_str());
 }
 

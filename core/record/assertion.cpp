@@ -5,10 +5,11 @@
 #include <cstdlib>
 #include <unistd.h>
 
+// NOLINTNEXTLINE(cert-dcl58-cpp): place and name are the headers'
 namespace std
 {
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl58-cpp): the name is the headers'
+// NOLINTNEXTLINE(bugprone-reserved-identifier): likewise
 __attribute__((noreturn)) void __glibcxx_assert_fail(const char *file,
                                                      int line,
                                                      const char *function,
