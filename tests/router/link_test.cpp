@@ -120,6 +120,8 @@ TEST(link, interfaceAndAddressAreTheModems)
 
 TEST(link, missingNetworkServiceIsLoggedOncePerCall)
 {
+    // Nobody else takes what a network service before has left.
+    ASSERT_TRUE(!link_exists("usb0") || link_down("usb0"));
     running_router router({.network = false, .settled = false});
     EXPECT_EQ(router.steadypass(), lostpass);
     EXPECT_TRUE(wait_until([&] { return router.log().back() == notfound; }));
