@@ -62,9 +62,6 @@ void expect_stop(virtual_router &router, const std::string &error)
 
 TEST(failing, workerThatCannotBeginLeavesInit)
 {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "ThreadSanitizer itself crashes when the worker's first call fails";
-#endif
     const std::pair<failing_call, std::string> rows[] = {
         {{"pipe", EMFILE}, "emerg modem_task: pipe(fdcmd) done error = " + nofiles},
         {{"pthread_create", EAGAIN},
