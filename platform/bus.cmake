@@ -32,6 +32,7 @@ target_sources(platform_ubus_objects PRIVATE
     ubus/message.c
     ubus/object.c
     ubus/request.c
+    ubus/subscribe.c
 )
 target_link_libraries(platform_ubus PUBLIC platform_ubox)
 target_link_libraries(platform_ubus_shared PUBLIC platform_ubox_shared)
@@ -48,6 +49,7 @@ add_executable(ubusd
     ubusd/main.c
     ubusd/registry.c
     ubusd/request.c
+    ubusd/subscription.c
 )
 target_compile_definitions(ubusd PRIVATE _GNU_SOURCE)
 target_link_libraries(ubusd PRIVATE platform_ubus)
@@ -70,6 +72,7 @@ else()
     add_executable(ubus
         ubus/print.c
         ubus/scan.c
+        ubus/told.c
         ubus/tool.c
     )
     target_compile_definitions(ubus PRIVATE _GNU_SOURCE)

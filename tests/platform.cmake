@@ -5,6 +5,7 @@ add_executable(platform_bus_tests
     platform/bus_broker_test.cpp
     platform/bus_library_test.cpp
     platform/bus_loop_test.cpp
+    platform/bus_subscription_test.cpp
     ${PROJECT_SOURCE_DIR}/simulator/router/process.cpp
 )
 target_include_directories(platform_bus_tests PRIVATE ${PROJECT_SOURCE_DIR})

@@ -28,6 +28,8 @@ struct ubus_object;
 struct ubus_request;
 struct ubus_request_data;
 struct ubus_object_data;
+struct ubus_event_handler;
+struct ubus_subscriber;
 
 typedef void (*ubus_lookup_handler_t)(struct ubus_context *ctx,
                                       struct ubus_object_data *obj,
@@ -38,6 +40,19 @@ typedef int (*ubus_handler_t)(struct ubus_context *ctx,
                               const char *method,
                               struct blob_attr *msg);
 typedef void (*ubus_state_handler_t)(struct ubus_context *ctx, struct ubus_object *obj);
+typedef void (*ubus_remove_handler_t)(struct ubus_context *ctx,
+                                      struct ubus_subscriber *obj,
+                                      uint32_t id);
+typedef bool (*ubus_new_object_handler_t)(struct ubus_context *ctx,
+                                          struct ubus_subscriber *sub,
+                                          const char *path);
+typedef void (*ubus_event_handler_t)(struct ubus_context *ctx,
+                                     struct ubus_event_handler *ev,
+                                     const char *type,
+                                     struct blob_attr *msg);
+typedef void (*ubus_monitor_handler_t)(struct ubus_context *ctx,
+                                       uint32_t seq,
+                                       struct blob_attr *data);
 typedef void (*ubus_data_handler_t)(struct ubus_request *req, int type, struct blob_attr *msg);
 
 #define UBUS_METHOD_NOARG(_name, _handler)                                                      \
@@ -79,10 +94,24 @@ struct ubus_object {
     uint32_t id;
     const char *path;
     struct ubus_object_type *type;
-    ubus_state_handler_t subscribe_cb;
+    ubus_state_handler_t subscribe_cb; /* `has_subscribers` has changed */
     bool has_subscribers;
     const struct ubus_method *methods; /* the dispatch */
     int n_methods;
+};
+
+/* Zeroed but for the callbacks; outlives the registration. */
+struct ubus_subscriber {
+    struct list_head list;
+    struct ubus_object obj;
+    ubus_handler_t cb;                    /* a notification; `method` is its type */
+    ubus_remove_handler_t remove_cb;      /* the target `id` is gone; may be null */
+    ubus_new_object_handler_t new_obj_cb; /* not called by this library */
+};
+
+struct ubus_event_handler {
+    struct ubus_object obj;
+    ubus_event_handler_t cb;
 };
 
 struct ubus_object_data {
@@ -121,7 +150,7 @@ struct ubus_request {
     void *priv;
 };
 
-/* A caller touches `sock` and `connection_lost`. */
+/* A caller touches `sock`, `connection_lost` and `monitor_cb`. */
 struct ubus_context {
     struct list_head requests;
     struct avl_tree objects;
@@ -133,6 +162,8 @@ struct ubus_context {
     bool lost; /* connection_lost has been called */
     int stack_depth;
     void (*connection_lost)(struct ubus_context *ctx);
+    ubus_monitor_handler_t
+        monitor_cb; /* a message of others; `data` has UBUS_MONITOR_ attributes */
 };
 
 /* Null path: the default one. Waits for the broker's first message without a limit; null on any
@@ -144,6 +175,7 @@ void ubus_free(struct ubus_context *ctx);
 
 /* Waits for ever on a silent broker. */
 int ubus_add_object(struct ubus_context *ctx, struct ubus_object *obj);
+int ubus_remove_object(struct ubus_context *ctx, struct ubus_object *obj);
 /* Null path: all objects; one that ends in '*': all that begin so. */
 int ubus_lookup(struct ubus_context *ctx, const char *path, ubus_lookup_handler_t cb, void *priv);
 /* `*id` is left alone when nothing is found. */
@@ -172,7 +204,36 @@ static inline int ubus_invoke(struct ubus_context *ctx,
 
 int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, struct blob_attr *msg);
 
+/* To all subscribers of an own object. `timeout` negative: returns as soon as the broker has it,
+ * and no subscriber answers. To wait for their answers is not supported. */
+int ubus_notify(struct ubus_context *ctx,
+                struct ubus_object *obj,
+                const char *type,
+                struct blob_attr *msg,
+                int timeout);
+
+int ubus_register_subscriber(struct ubus_context *ctx, struct ubus_subscriber *obj);
+int ubus_unregister_subscriber(struct ubus_context *ctx, struct ubus_subscriber *obj);
+/* `id` is the target's. */
+int ubus_subscribe(struct ubus_context *ctx, struct ubus_subscriber *obj, uint32_t id);
+int ubus_unsubscribe(struct ubus_context *ctx, struct ubus_subscriber *obj, uint32_t id);
+
+/* Events of that name, or of all that begin with what stands before a final '*'. */
+int ubus_register_event_handler(struct ubus_context *ctx,
+                                struct ubus_event_handler *ev,
+                                const char *pattern);
+int ubus_send_event(struct ubus_context *ctx, const char *id, struct blob_attr *data);
+
+/* All messages of all others. */
+int ubus_monitor_start(struct ubus_context *ctx);
+
 const char *ubus_strerror(int error);
+
+/* Takes in what is there to be read, and handles it. */
+static inline void ubus_handle_event(struct ubus_context *ctx)
+{
+    ctx->sock.cb(&ctx->sock, ULOOP_READ);
+}
 
 static inline void ubus_add_uloop(struct ubus_context *ctx)
 {

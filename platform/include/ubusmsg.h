@@ -15,6 +15,10 @@
 /* Ids below this one belong to the broker. */
 #define UBUS_CLIENT_ID_MIN 1024U
 
+/* The broker's own objects. */
+#define UBUS_SYSTEM_OBJECT_EVENT 1
+#define UBUS_SYSTEM_OBJECT_MONITOR 3
+
 /* Followed by one plain attribute of id 0 that holds the attributes of the message. */
 struct ubus_msghdr {
     uint8_t version;
@@ -55,6 +59,19 @@ enum ubus_msg_attr {
     UBUS_ATTR_USER,
     UBUS_ATTR_GROUP,
     UBUS_ATTR_MAX
+};
+
+/* Of a MONITOR message: what has passed between the broker and one of its clients. */
+enum ubus_monitor_attr {
+    UBUS_MONITOR_UNSPEC,
+    UBUS_MONITOR_CLIENT, /* id */
+    UBUS_MONITOR_PEER,
+    UBUS_MONITOR_SEND, /* by the broker */
+    UBUS_MONITOR_SEQ,
+    UBUS_MONITOR_TYPE,
+    UBUS_MONITOR_DATA, /* the attributes */
+    __UBUS_MONITOR_MAX,
+    UBUS_MONITOR_MAX = __UBUS_MONITOR_MAX - 1
 };
 
 enum ubus_msg_status {

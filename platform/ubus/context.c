@@ -95,11 +95,16 @@ bool ubus_receive(struct ubus_context *ctx)
         case UBUS_READ_MESSAGE:
             break;
     }
-    if (msg->hdr.version == 0 && msg->hdr.type == UBUS_MSG_INVOKE) {
+    const bool queued = msg->hdr.type == UBUS_MSG_INVOKE || msg->hdr.type == UBUS_MSG_NOTIFY ||
+                        msg->hdr.type == UBUS_MSG_UNSUBSCRIBE;
+    if (msg->hdr.version == 0 && queued) {
         list_add_tail(&msg->list, &ctx->pending);
         return true;
     }
-    if (msg->hdr.version == 0) ubus_answer(ctx, msg);
+    if (msg->hdr.version == 0 && msg->hdr.type != UBUS_MSG_MONITOR)
+        ubus_answer(ctx, msg);
+    else if (msg->hdr.version == 0 && ctx->monitor_cb != NULL)
+        ctx->monitor_cb(ctx, be16toh(msg->hdr.seq), ubus_msg_body(msg));
     free(msg);
     return true;
 }
@@ -131,8 +136,9 @@ static void on_socket(struct uloop_fd *sock, unsigned int events)
         uloop_fd_delete(sock);
         return;
     }
-    while (!uloop_cancelling() && ubus_receive(ctx))
+    do
         ubus_drain(ctx);
+    while (!uloop_cancelling() && ubus_receive(ctx));
     ubus_report_loss(ctx);
 }
 

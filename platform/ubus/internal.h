@@ -30,7 +30,11 @@ void ubus_report_loss(struct ubus_context *ctx);
 int ubus_request(struct ubus_context *ctx, struct ubus_request *req, int type, int timeout);
 /* Gives an incoming STATUS or DATA to the request that waits for it. */
 void ubus_answer(struct ubus_context *ctx, struct ubus_msg *msg);
-/* Runs the handler of an incoming INVOKE and answers. */
+/* Runs the handler of an incoming INVOKE and answers, or tells of a subscription's change. */
 void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg);
+
+struct ubus_object *ubus_find_object(struct ubus_context *ctx, uint32_t id);
+/* A target is gone: UNSUBSCRIBE of the broker to one of our subscribers. */
+void ubus_target_gone(struct ubus_context *ctx, struct ubus_object *object, uint32_t target);
 
 #endif

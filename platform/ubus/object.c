@@ -55,6 +55,24 @@ int ubus_add_object(struct ubus_context *ctx, struct ubus_object *obj)
     return UBUS_STATUS_OK;
 }
 
+static void on_removed(struct ubus_request *req, struct blob_attr **attrs)
+{
+    struct ubus_object *object = req->priv;
+    if (attrs[UBUS_ATTR_OBJID] == NULL) return;
+    object->id = 0;
+    if (attrs[UBUS_ATTR_OBJTYPE] != NULL && object->type != NULL) object->type->id = 0;
+}
+
+int ubus_remove_object(struct ubus_context *ctx, struct ubus_object *obj)
+{
+    struct ubus_request req = {.raw_data_cb = on_removed, .priv = obj};
+    ubus_begin();
+    blob_put_u32(&ubus_out, UBUS_ATTR_OBJID, obj->id);
+    const int status = ubus_request(ctx, &req, UBUS_MSG_REMOVE_OBJECT, 0);
+    if (status == UBUS_STATUS_OK) list_del(&obj->avl.list);
+    return status;
+}
+
 int ubus_send_reply(struct ubus_context *ctx, struct ubus_request_data *req, struct blob_attr *msg)
 {
     ubus_begin();
@@ -72,7 +90,7 @@ static void send_status(struct ubus_context *ctx, const struct ubus_request_data
     (void)ubus_send(ctx, UBUS_MSG_STATUS, req->seq, req->peer); /* the loss shows in `sock.eof` */
 }
 
-static struct ubus_object *find_object(struct ubus_context *ctx, uint32_t id)
+struct ubus_object *ubus_find_object(struct ubus_context *ctx, uint32_t id)
 {
     struct ubus_object *object;
     list_for_each_entry(object, &ctx->objects.list_head, avl.list)
@@ -90,7 +108,8 @@ static const char *text_of(const struct blob_attr *attr)
 static const struct ubus_method *find_method(const struct ubus_object *object, const char *name)
 {
     for (int i = 0; i < object->n_methods; i++) {
-        if (strcmp(object->methods[i].name, name) == 0) return &object->methods[i];
+        const char *own = object->methods[i].name; /* null: any */
+        if (own == NULL || strcmp(own, name) == 0) return &object->methods[i];
     }
     return NULL;
 }
@@ -107,15 +126,13 @@ static int call_handler(struct ubus_context *ctx,
                            attrs[UBUS_ATTR_DATA]);
 }
 
-void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg)
+static void invoke(struct ubus_context *ctx,
+                   struct ubus_object *object,
+                   struct ubus_msg *msg,
+                   struct blob_attr **attrs)
 {
-    struct blob_attr *attrs[UBUS_ATTR_MAX];
-    ubus_msg_parse(msg, attrs);
-    if (attrs[UBUS_ATTR_OBJID] == NULL) return;
-
     /* Without object or method the answer goes to peer 0, that is, to nobody. */
     struct ubus_request_data req = {.fd = -1, .req_fd = -1};
-    struct ubus_object *object = find_object(ctx, blob_get_u32(attrs[UBUS_ATTR_OBJID]));
     int status = UBUS_STATUS_NOT_FOUND;
     if (object != NULL && attrs[UBUS_ATTR_METHOD] == NULL) status = UBUS_STATUS_INVALID_ARGUMENT;
     if (object != NULL && attrs[UBUS_ATTR_METHOD] != NULL) {
@@ -130,4 +147,20 @@ void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg)
     const bool silent =
         attrs[UBUS_ATTR_NO_REPLY] != NULL && blob_get_u8(attrs[UBUS_ATTR_NO_REPLY]) != 0;
     if (!silent) send_status(ctx, &req, status);
+}
+
+void ubus_dispatch(struct ubus_context *ctx, struct ubus_msg *msg)
+{
+    struct blob_attr *attrs[UBUS_ATTR_MAX];
+    ubus_msg_parse(msg, attrs);
+    if (attrs[UBUS_ATTR_OBJID] == NULL) return;
+    struct ubus_object *object = ubus_find_object(ctx, blob_get_u32(attrs[UBUS_ATTR_OBJID]));
+    if (msg->hdr.type == UBUS_MSG_INVOKE) {
+        invoke(ctx, object, msg, attrs);
+    } else if (object != NULL && attrs[UBUS_ATTR_TARGET] != NULL) {
+        ubus_target_gone(ctx, object, blob_get_u32(attrs[UBUS_ATTR_TARGET]));
+    } else if (object != NULL && attrs[UBUS_ATTR_ACTIVE] != NULL) {
+        object->has_subscribers = blob_get_u8(attrs[UBUS_ATTR_ACTIVE]) != 0;
+        if (object->subscribe_cb != NULL) object->subscribe_cb(ctx, object);
+    }
 }

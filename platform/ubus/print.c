@@ -125,8 +125,67 @@ void tool_print(const struct blob_attr *container, enum tool_style style)
     putchar('\n');
 }
 
+void tool_print_told(const char *type, const struct blob_attr *message)
+{
+    fputs("{ ", stdout);
+    print_text(type);
+    fputs(": ", stdout);
+    print_children(message, "{}", TOOL_COMPACT, 0);
+    puts(" }");
+    fflush(stdout);
+}
+
 void tool_print_method(const struct blob_attr *method)
 {
     print_element(method, TOOL_TYPEWORDS, 0);
     putchar('\n');
+}
+
+static void print_attribute(const struct blob_attr *attr)
+{
+    static const struct {
+        const char *name;
+        int type;
+    } known[UBUS_ATTR_MAX] = {
+        [UBUS_ATTR_STATUS] = {"status", BLOB_ATTR_INT32},
+        [UBUS_ATTR_OBJPATH] = {"objpath", BLOB_ATTR_STRING},
+        [UBUS_ATTR_OBJID] = {"objid", BLOB_ATTR_INT32},
+        [UBUS_ATTR_METHOD] = {"method", BLOB_ATTR_STRING},
+        [UBUS_ATTR_OBJTYPE] = {"objtype", BLOB_ATTR_INT32},
+        [UBUS_ATTR_SIGNATURE] = {"signature", BLOB_ATTR_NESTED},
+        [UBUS_ATTR_DATA] = {"data", BLOB_ATTR_NESTED},
+        [UBUS_ATTR_TARGET] = {"target", BLOB_ATTR_INT32},
+        [UBUS_ATTR_ACTIVE] = {"active", BLOB_ATTR_INT8},
+        [UBUS_ATTR_NO_REPLY] = {"no_reply", BLOB_ATTR_INT8},
+        [UBUS_ATTR_USER] = {"user", BLOB_ATTR_STRING},
+        [UBUS_ATTR_GROUP] = {"group", BLOB_ATTR_STRING},
+    };
+    const unsigned int id = blob_id(attr) < ARRAY_SIZE(known) ? blob_id(attr) : 0;
+    const bool sound =
+        blob_check_type(blob_data(attr), (unsigned int)blob_len(attr), known[id].type);
+    printf("\"%s\":", known[id].name != NULL ? known[id].name : "other");
+    if (known[id].type == BLOB_ATTR_NESTED)
+        print_children(attr, "{}", TOOL_COMPACT, 0);
+    else if (sound && known[id].type == BLOB_ATTR_STRING)
+        print_text(blob_get_string(attr));
+    else if (sound && known[id].type == BLOB_ATTR_INT32)
+        printf("%" PRId32, (int32_t)blob_get_u32(attr));
+    else if (sound && known[id].type == BLOB_ATTR_INT8)
+        fputs(blob_get_u8(attr) != 0 ? "true" : "false", stdout);
+    else
+        fputs("null", stdout);
+}
+
+void tool_print_attributes(const struct blob_attr *attributes)
+{
+    const struct blob_attr *attr;
+    size_t rem;
+    char before = '{';
+    blob_for_each_attr(attr, attributes, rem)
+    {
+        putchar(before);
+        before = ',';
+        print_attribute(attr);
+    }
+    puts(before == '{' ? "{}" : "}");
 }

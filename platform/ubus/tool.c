@@ -11,17 +11,9 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <libubus.h>
+#define WAIT_STEP 50 /* ms between two looks of wait_for */
 
-#define WRONG_ARGUMENTS (-UBUS_STATUS_INVALID_ARGUMENT) /* a result that shows the usage */
-#define WAIT_STEP 50                                    /* ms between two looks of wait_for */
-
-static struct {
-    const char *socket;
-    int timeout; /* s */
-    bool simple;
-    bool verbose;
-} options = {.timeout = 30};
+struct tool_options tool_options = {.timeout = 30};
 
 static struct blob_buf message;
 
@@ -31,13 +23,18 @@ static int usage(const char *program)
             "Usage: %s [<options>] <command> [arguments...]\n"
             "Options:\n"
             " -s <socket>:\t\tThe bus socket to connect to\n"
-            " -t <timeout>:\t\tSeconds that a command may take (default 30)\n"
+            " -t <timeout>:\t\tSeconds that a command may take (default 30;\n"
+            "\t\t\tsubscribe and listen: for ever)\n"
             " -S:\t\t\tSimple output, for scripts\n"
             " -v:\t\t\tVerbose output\n"
             "\n"
             "Commands:\n"
             " - list [<path>]\t\t\tList objects\n"
             " - call <path> <method> [<message>]\tCall an object's method\n"
+            " - subscribe <path> [<path>...]\t\tShow what objects notify\n"
+            " - listen [<pattern>...]\t\tShow events\n"
+            " - monitor\t\t\t\tShow all messages\n"
+            " - send <type> [<message>]\t\tSend an event\n"
             " - wait_for <object> [<object>...]\tWait until all objects are there\n",
             program);
     return 1;
@@ -47,7 +44,7 @@ static void on_listed(struct ubus_context *ctx, struct ubus_object_data *object,
 {
     (void)ctx;
     (void)priv;
-    if (options.simple || !options.verbose) {
+    if (tool_options.simple || !tool_options.verbose) {
         puts(object->path);
         return;
     }
@@ -64,7 +61,7 @@ static void on_listed(struct ubus_context *ctx, struct ubus_object_data *object,
 
 static int list(struct ubus_context *ctx, int argc, char **argv)
 {
-    if (argc > 1) return WRONG_ARGUMENTS;
+    if (argc > 1) return TOOL_WRONG_ARGUMENTS;
     return ubus_lookup(ctx, argc == 1 ? argv[0] : NULL, on_listed, NULL);
 }
 
@@ -72,14 +69,14 @@ static void on_data(struct ubus_request *req, int type, struct blob_attr *msg)
 {
     (void)req;
     (void)type;
-    tool_print(msg, options.simple ? TOOL_COMPACT : TOOL_INDENTED);
+    tool_print(msg, tool_options.simple ? TOOL_COMPACT : TOOL_INDENTED);
     fflush(stdout);
 }
 
 /* Without a terminal the whole command is shown, and the exit code is 256 less the status. */
 static int report_call(int status, int argc, char **argv)
 {
-    if (status == UBUS_STATUS_OK || options.simple || isatty(STDERR_FILENO)) return status;
+    if (status == UBUS_STATUS_OK || tool_options.simple || isatty(STDERR_FILENO)) return status;
     fputs("Command failed: ubus call ", stderr);
     for (int i = 0; i < argc; i++)
         fprintf(stderr, "%s ", argv[i]);
@@ -90,14 +87,14 @@ static int report_call(int status, int argc, char **argv)
 static int call(struct ubus_context *ctx, int argc, char **argv)
 {
     uint32_t id = 0;
-    if (argc < 2 || argc > 3) return WRONG_ARGUMENTS;
+    if (argc < 2 || argc > 3) return TOOL_WRONG_ARGUMENTS;
     blob_buf_init(&message, 0);
     if (argc == 3 && !tool_scan(&message, argv[2]))
         return report_call(UBUS_STATUS_PARSE_ERROR, argc, argv);
     const int found = ubus_lookup_id(ctx, argv[0], &id);
     if (found != UBUS_STATUS_OK) return found;
-    int timeout = options.timeout > INT_MAX / 1000 ? INT_MAX : options.timeout * 1000;
-    if (options.timeout < 0) timeout = -1;
+    int timeout = tool_options.timeout > INT_MAX / 1000 ? INT_MAX : tool_options.timeout * 1000;
+    if (tool_options.timeout < 0) timeout = -1;
     const int status = ubus_invoke(ctx, id, argv[1], message.head, on_data, NULL, timeout);
     return report_call(status, argc, argv);
 }
@@ -111,8 +108,8 @@ static int64_t now_ms(void)
 
 static int wait_for(struct ubus_context *ctx, int argc, char **argv)
 {
-    const int64_t deadline = now_ms() + (int64_t)options.timeout * 1000;
-    if (argc < 1) return WRONG_ARGUMENTS;
+    const int64_t deadline = now_ms() + (int64_t)tool_options.timeout * 1000;
+    if (argc < 1) return TOOL_WRONG_ARGUMENTS;
     for (int i = 0; i < argc;) {
         uint32_t id = 0;
         const int status = ubus_lookup_id(ctx, argv[i], &id);
@@ -131,8 +128,8 @@ static const struct {
     const char *name;
     int (*run)(struct ubus_context *ctx, int argc, char **argv);
 } commands[] = {
-    {"list", list},
-    {"call", call},
+    {"list", list},          {"call", call},      {"subscribe", tool_subscribe},
+    {"listen", tool_listen}, {"send", tool_send}, {"monitor", tool_monitor},
     {"wait_for", wait_for},
 };
 
@@ -141,7 +138,7 @@ static int run(struct ubus_context *ctx, int argc, char **argv)
     for (size_t i = 0; i < ARRAY_SIZE(commands); i++) {
         if (strcmp(commands[i].name, argv[0]) == 0) return commands[i].run(ctx, argc - 1, argv + 1);
     }
-    return WRONG_ARGUMENTS;
+    return TOOL_WRONG_ARGUMENTS;
 }
 
 static bool read_options(int argc, char **argv)
@@ -153,16 +150,17 @@ static bool read_options(int argc, char **argv)
             case 'M':
                 break;
             case 's':
-                options.socket = optarg;
+                tool_options.socket = optarg;
                 break;
             case 'S':
-                options.simple = true;
+                tool_options.simple = true;
                 break;
             case 't':
-                options.timeout = (int)strtol(optarg, NULL, 10);
+                tool_options.timeout = (int)strtol(optarg, NULL, 10);
+                tool_options.limit = tool_options.timeout;
                 break;
             case 'v':
-                options.verbose = true;
+                tool_options.verbose = true;
                 break;
             default:
                 return false;
@@ -174,16 +172,16 @@ static bool read_options(int argc, char **argv)
 int main(int argc, char **argv)
 {
     if (!read_options(argc, argv)) return usage(argv[0]);
-    struct ubus_context *ctx = ubus_connect(options.socket);
+    struct ubus_context *ctx = ubus_connect(tool_options.socket);
     if (ctx == NULL) {
-        if (!options.simple) fputs("Failed to connect to ubus\n", stderr);
+        if (!tool_options.simple) fputs("Failed to connect to ubus\n", stderr);
         return 255;
     }
     uloop_done(); /* a signal ends the program even while it waits for an answer */
     const int result = run(ctx, argc - optind, argv + optind);
-    if (result > 0 && !options.simple)
+    if (result > 0 && !tool_options.simple)
         fprintf(stderr, "Command failed: %s\n", ubus_strerror(result));
-    else if (result == WRONG_ARGUMENTS)
+    else if (result == TOOL_WRONG_ARGUMENTS)
         (void)usage(argv[0]);
     ubus_free(ctx);
     return result;

@@ -17,10 +17,11 @@ struct ubusd_peer {
 };
 
 enum ubusd_right {
-    UBUSD_ACCESS,  /* see an object, call its methods */
-    UBUSD_PUBLISH, /* register an object under a name */
-    UBUSD_LISTEN,  /* get events of a name */
-    UBUSD_SEND     /* send them */
+    UBUSD_ACCESS,    /* see an object, call its methods */
+    UBUSD_PUBLISH,   /* register an object under a name */
+    UBUSD_SUBSCRIBE, /* get an object's notifications */
+    UBUSD_LISTEN,    /* get events of a name */
+    UBUSD_SEND       /* send them */
 };
 
 /* Whose a grant is. */

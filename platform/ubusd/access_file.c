@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: ISC
 /*
  * Bus broker: what an access file says. Of its keys, "user" or "group" tells whose it is; "access",
- * "publish", "listen" and "send" grant; others concern what this broker does not have.
+ * "publish", "subscribe", "listen" and "send" grant; others concern what this broker does not have.
  */
 #include <grp.h>
 #include <pwd.h>
@@ -76,6 +76,7 @@ static void grant_all(const struct ubusd_subject *subject, struct json_object *r
 {
     grant_access(subject, json_object_object_get(root, "access"));
     grant_names(subject, UBUSD_PUBLISH, json_object_object_get(root, "publish"));
+    grant_names(subject, UBUSD_SUBSCRIBE, json_object_object_get(root, "subscribe"));
     grant_names(subject, UBUSD_LISTEN, json_object_object_get(root, "listen"));
     grant_names(subject, UBUSD_SEND, json_object_object_get(root, "send"));
 }

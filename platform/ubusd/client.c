@@ -5,6 +5,7 @@
 #include <errno.h>
 #include <grp.h>
 #include <pwd.h>
+#include <search.h>
 #include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -19,6 +20,7 @@
 static void *clients; /* by id */
 static struct uloop_fd listener;
 static struct uloop_timeout accept_timer;
+static size_t monitor_count; /* without any, messages pass unseen */
 
 struct ubusd_client *ubusd_find_client(uint32_t id)
 {
@@ -26,8 +28,48 @@ struct ubusd_client *ubusd_find_client(uint32_t id)
     return found != NULL ? container_of(found, struct ubusd_client, id) : NULL;
 }
 
+void ubusd_monitor(struct ubusd_client *client, bool on)
+{
+    if (client->monitors != on) monitor_count += on ? 1 : (size_t)-1;
+    client->monitors = on;
+}
+
+/* What is shown of a message, in the way of twalk(). */
+static const struct blob_attr *shown;
+
+static void show_to(const void *node, VISIT order, int depth)
+{
+    static uint16_t seq;
+    (void)depth;
+    if (order != postorder && order != leaf) return;
+    uint32_t *id = *(uint32_t *const *)node;
+    struct ubusd_client *client = container_of(id, struct ubusd_client, id);
+    if (client->monitors) (void)ubusd_send(client, UBUS_MSG_MONITOR, ++seq, 0, shown);
+}
+
+/* Monitors are shown what the others say and are told. */
+static void show(const struct ubusd_client *client,
+                 const struct ubus_msghdr *hdr,
+                 const struct blob_attr *body,
+                 bool sent)
+{
+    static struct blob_buf out;
+    if (monitor_count == 0 || client->monitors || client->id == 0) return;
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_MONITOR_CLIENT, client->id);
+    blob_put_u32(&out, UBUS_MONITOR_PEER, be32toh(hdr->peer));
+    blob_put_u32(&out, UBUS_MONITOR_SEQ, be16toh(hdr->seq));
+    blob_put_u32(&out, UBUS_MONITOR_TYPE, hdr->type);
+    blob_put_u8(&out, UBUS_MONITOR_SEND, sent ? 1 : 0);
+    blob_put(&out, UBUS_MONITOR_DATA, blob_data(body), (unsigned int)blob_len(body));
+    if (blob_pad_len(out.head) > UBUS_MAX_MSGLEN) return;
+    shown = out.head;
+    twalk(clients, show_to);
+}
+
 static void free_client(struct ubusd_client *client)
 {
+    ubusd_monitor(client, false);
     if (client->id != 0) ubusd_id_release(&clients, &client->id);
     uloop_fd_delete(&client->sock);
     close(client->sock.fd);
@@ -40,8 +82,7 @@ static void free_client(struct ubusd_client *client)
     free(client);
 }
 
-/* The stream is beyond repair; the hang-up takes the client out of the lists. */
-static void give_up(struct ubusd_client *client)
+void ubusd_give_up(struct ubusd_client *client)
 {
     free(client->queue);
     client->queue = NULL;
@@ -62,7 +103,7 @@ static bool reserve(struct ubusd_client *client, size_t more)
     return true;
 }
 
-void ubusd_send(struct ubusd_client *client,
+bool ubusd_send(struct ubusd_client *client,
                 int type,
                 uint16_t seq,
                 uint32_t peer,
@@ -72,17 +113,18 @@ void ubusd_send(struct ubusd_client *client,
         .type = (uint8_t)type, .seq = htobe16(seq), .peer = htobe32(peer)};
     const size_t total = sizeof(hdr) + blob_raw_len(body);
     size_t done = 0;
+    show(client, &hdr, body, true);
     if (client->queued == 0) {
         const ssize_t sent = ubus_send_part(client->sock.fd, &hdr, body, 0);
         if (sent < 0 || (size_t)sent == total)
-            return; /* a dead socket reports itself to the loop */
+            return true; /* a dead socket reports itself to the loop */
         done = (size_t)sent;
     } else if (!client->unlimited && client->queued + total > QUEUE_MAX) {
-        return;
+        return false;
     }
     if (!reserve(client, total - done)) {
-        give_up(client);
-        return;
+        ubusd_give_up(client);
+        return false;
     }
     char *end = client->queue + client->sent + client->queued;
     if (done < sizeof(hdr)) {
@@ -93,6 +135,7 @@ void ubusd_send(struct ubusd_client *client,
     memcpy(end, (const char *)body + (done - sizeof(hdr)), total - done);
     client->queued = (size_t)(end - client->queue) - client->sent + total - done;
     uloop_fd_add(&client->sock, ULOOP_READ | ULOOP_WRITE);
+    return true;
 }
 
 static void flush(struct ubusd_client *client)
@@ -134,6 +177,7 @@ static void on_client(struct uloop_fd *sock, unsigned int events)
         case UBUS_READ_AGAIN:
             break;
         case UBUS_READ_MESSAGE:
+            show(client, &msg->hdr, ubus_msg_body(msg), false);
             answer(client, msg);
             free(msg);
             break;

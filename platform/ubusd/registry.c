@@ -149,6 +149,8 @@ struct ubusd_object *ubusd_add_object(struct ubusd_client *client,
         return NULL;
     }
     object->client = client;
+    INIT_LIST_HEAD(&object->subscribers);
+    INIT_LIST_HEAD(&object->targets);
     object->type = type;
     if (type != NULL) type->users++;
     list_add_tail(&object->of_client, &client->objects);
@@ -159,6 +161,7 @@ struct ubusd_object *ubusd_add_object(struct ubusd_client *client,
 
 bool ubusd_remove_object(struct ubusd_object *object)
 {
+    ubusd_end_subscriptions(object);
     list_del(&object->of_client);
     ubusd_id_release(&objects, &object->id);
     if (object->path != NULL) (void)tdelete(object, &paths, compare_paths);

@@ -109,11 +109,16 @@ static int handle_add_object(struct request *req)
     return UBUS_STATUS_OK;
 }
 
-/* The object that OBJID names; null without a sound OBJID, too. */
+/* The object of which `id`, an OBJID or a TARGET, is the number; null without a sound one, too. */
+static struct ubusd_object *object_of(const struct request *req, int id)
+{
+    if (req->attrs[id] == NULL) return NULL;
+    return ubusd_find_object(blob_get_u32(req->attrs[id]));
+}
+
 static struct ubusd_object *named_object(const struct request *req)
 {
-    if (req->attrs[UBUS_ATTR_OBJID] == NULL) return NULL;
-    return ubusd_find_object(blob_get_u32(req->attrs[UBUS_ATTR_OBJID]));
+    return object_of(req, UBUS_ATTR_OBJID);
 }
 
 static int handle_remove_object(struct request *req)
@@ -133,28 +138,47 @@ static int handle_remove_object(struct request *req)
     return UBUS_STATUS_OK;
 }
 
+/* The call of `object` that the request asks for, its maker's account names added. */
+static void put_call(const struct request *req, const struct ubusd_object *object)
+{
+    const struct blob_attr *data = req->attrs[UBUS_ATTR_DATA];
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);
+    blob_put_string(&out, UBUS_ATTR_METHOD, blob_get_string(req->attrs[UBUS_ATTR_METHOD]));
+    blob_put_string(&out, UBUS_ATTR_USER, req->client->user);
+    blob_put_string(&out, UBUS_ATTR_GROUP, req->client->group);
+    if (data != NULL) blob_put(&out, UBUS_ATTR_DATA, data->data, (unsigned int)blob_len(data));
+}
+
+/* Only root sees what others say. */
+static int call_monitor(struct ubusd_client *client, const char *method)
+{
+    const bool add = strcmp(method, "add") == 0;
+    if (!ubusd_permits(&client->peer, UBUSD_ACCESS, NULL, NULL))
+        return UBUS_STATUS_PERMISSION_DENIED;
+    if (!add && strcmp(method, "remove") != 0) return UBUS_STATUS_METHOD_NOT_FOUND;
+    ubusd_monitor(client, add);
+    return UBUS_STATUS_OK;
+}
+
 static int handle_invoke(struct request *req)
 {
     if (req->attrs[UBUS_ATTR_METHOD] == NULL || req->attrs[UBUS_ATTR_OBJID] == NULL)
         return UBUS_STATUS_INVALID_ARGUMENT;
     const char *method = blob_get_string(req->attrs[UBUS_ATTR_METHOD]);
-    const struct blob_attr *data = req->attrs[UBUS_ATTR_DATA];
-    if (blob_get_u32(req->attrs[UBUS_ATTR_OBJID]) == UBUSD_EVENT_OBJECT)
-        return ubusd_event_call(req->client, method, data);
+    if (blob_get_u32(req->attrs[UBUS_ATTR_OBJID]) == UBUS_SYSTEM_OBJECT_EVENT)
+        return ubusd_event_call(req->client, method, req->attrs[UBUS_ATTR_DATA]);
+    if (blob_get_u32(req->attrs[UBUS_ATTR_OBJID]) == UBUS_SYSTEM_OBJECT_MONITOR)
+        return call_monitor(req->client, method);
     const struct ubusd_object *object = named_object(req);
     if (object == NULL) return UBUS_STATUS_NOT_FOUND;
     if (!ubusd_permits(&req->client->peer, UBUSD_ACCESS, object->path, method))
         return UBUS_STATUS_PERMISSION_DENIED;
 
-    blob_buf_init(&out, 0);
-    blob_put_u32(&out, UBUS_ATTR_OBJID, object->id);
-    blob_put_string(&out, UBUS_ATTR_METHOD, method);
-    blob_put_string(&out, UBUS_ATTR_USER, req->client->user);
-    blob_put_string(&out, UBUS_ATTR_GROUP, req->client->group);
-    if (data != NULL) blob_put(&out, UBUS_ATTR_DATA, data->data, (unsigned int)blob_len(data));
+    put_call(req, object);
     /* The account names have made it longer: the owner could not read it any more. */
     if (blob_pad_len(out.head) > UBUS_MAX_MSGLEN) return UBUS_STATUS_INVALID_ARGUMENT;
-    ubusd_send(object->client, UBUS_MSG_INVOKE, req->seq, req->client->id, out.head);
+    (void)ubusd_send(object->client, UBUS_MSG_INVOKE, req->seq, req->client->id, out.head);
     return NO_STATUS;
 }
 
@@ -170,10 +194,79 @@ static int handle_answer(struct request *req)
     return NO_STATUS;
 }
 
-static int handle_subscription(struct request *req)
+/* Who may not subscribe is told what he would be told of an object that is not there. */
+static int handle_subscribe(struct request *req)
 {
-    (void)req;
-    return UBUS_STATUS_NOT_SUPPORTED;
+    if (req->attrs[UBUS_ATTR_OBJID] == NULL || req->attrs[UBUS_ATTR_TARGET] == NULL)
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    struct ubusd_object *subscriber = named_object(req);
+    if (subscriber == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (subscriber->client != req->client) return UBUS_STATUS_INVALID_ARGUMENT;
+    struct ubusd_object *target = object_of(req, UBUS_ATTR_TARGET);
+    if (target == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (target->client == req->client) return UBUS_STATUS_INVALID_ARGUMENT;
+    if (!ubusd_permits(&req->client->peer, UBUSD_SUBSCRIBE, target->path, NULL))
+        return UBUS_STATUS_NOT_FOUND;
+    return ubusd_subscribe(subscriber, target) ? UBUS_STATUS_OK : UBUS_STATUS_NO_MEMORY;
+}
+
+static int handle_unsubscribe(struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_OBJID] == NULL || req->attrs[UBUS_ATTR_TARGET] == NULL)
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    struct ubusd_object *subscriber = named_object(req);
+    struct ubusd_object *target = object_of(req, UBUS_ATTR_TARGET);
+    if (subscriber == NULL || target == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (subscriber->client != req->client) return UBUS_STATUS_INVALID_ARGUMENT;
+    return ubusd_unsubscribe(subscriber, target) ? UBUS_STATUS_OK : UBUS_STATUS_NOT_FOUND;
+}
+
+/* To a publisher that waits for its subscribers: whose answers there will be. */
+static void name_subscribers(const struct request *req, const struct ubusd_object *publisher)
+{
+    const struct ubusd_subscription *subscription;
+    blob_buf_init(&out, 0);
+    blob_put_u32(&out, UBUS_ATTR_STATUS, UBUS_STATUS_OK);
+    blob_put_u32(&out, UBUS_ATTR_OBJID, publisher->id);
+    void *ids = blob_nest_start(&out, UBUS_ATTR_SUBSCRIBERS);
+    list_for_each_entry(subscription, &publisher->subscribers, of_target)
+    {
+        blob_put_u32(&out, 0, subscription->subscriber->id);
+    }
+    blob_nest_end(&out, ids);
+    send_out(req, UBUS_MSG_STATUS);
+}
+
+static void put_notification(const struct request *req, const struct ubusd_object *subscriber)
+{
+    const struct blob_attr *quiet = req->attrs[UBUS_ATTR_NO_REPLY];
+    put_call(req, subscriber);
+    if (quiet != NULL) blob_put_u8(&out, UBUS_ATTR_NO_REPLY, blob_get_u8(quiet));
+}
+
+/* A notification is a call of each subscriber. One that is lost would make those after it wrong:
+ * rather the subscriber loses its connection, and knows. */
+static int handle_notify(struct request *req)
+{
+    if (req->attrs[UBUS_ATTR_OBJID] == NULL || req->attrs[UBUS_ATTR_METHOD] == NULL)
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    const struct ubusd_object *publisher = named_object(req);
+    if (publisher == NULL) return UBUS_STATUS_NOT_FOUND;
+    if (publisher->client != req->client) return UBUS_STATUS_PERMISSION_DENIED;
+    const struct blob_attr *quiet = req->attrs[UBUS_ATTR_NO_REPLY];
+    put_notification(req, publisher);
+    if (blob_pad_len(out.head) > UBUS_MAX_MSGLEN) return UBUS_STATUS_INVALID_ARGUMENT;
+    if (quiet == NULL || blob_get_u8(quiet) == 0) name_subscribers(req, publisher);
+
+    const struct ubusd_subscription *subscription;
+    list_for_each_entry(subscription, &publisher->subscribers, of_target)
+    {
+        struct ubusd_client *client = subscription->subscriber->client;
+        put_notification(req, subscription->subscriber);
+        if (!ubusd_send(client, UBUS_MSG_INVOKE, req->seq, req->client->id, out.head))
+            ubusd_give_up(client);
+    }
+    return NO_STATUS;
 }
 
 static int (*const handlers[__UBUS_MSG_LAST])(struct request *req) = {
@@ -184,9 +277,9 @@ static int (*const handlers[__UBUS_MSG_LAST])(struct request *req) = {
     [UBUS_MSG_INVOKE] = handle_invoke,
     [UBUS_MSG_ADD_OBJECT] = handle_add_object,
     [UBUS_MSG_REMOVE_OBJECT] = handle_remove_object,
-    [UBUS_MSG_SUBSCRIBE] = handle_subscription,
-    [UBUS_MSG_UNSUBSCRIBE] = handle_subscription,
-    [UBUS_MSG_NOTIFY] = handle_subscription,
+    [UBUS_MSG_SUBSCRIBE] = handle_subscribe,
+    [UBUS_MSG_UNSUBSCRIBE] = handle_unsubscribe,
+    [UBUS_MSG_NOTIFY] = handle_notify,
 };
 
 void ubusd_handle(struct ubusd_client *client, struct ubus_msg *msg)

@@ -23,6 +23,7 @@ struct ubusd_client {
     size_t sent;
     size_t queued;
     bool unlimited; /* what is sent now is queued, however much it is */
+    bool monitors;  /* it is shown what passes between us and the others */
 };
 
 struct ubusd_type {
@@ -37,6 +38,16 @@ struct ubusd_object {
     char *path;              /* may be null */
     struct ubusd_type *type; /* null: invisible */
     struct ubusd_client *client;
+    struct list_head subscribers; /* subscriptions to it */
+    struct list_head targets;     /* its own */
+    uint16_t told;                /* seq of what it was told last unasked */
+};
+
+struct ubusd_subscription {
+    struct list_head of_target;
+    struct list_head of_subscriber;
+    struct ubusd_object *target;
+    struct ubusd_object *subscriber;
 };
 
 extern size_t ubusd_object_count;
@@ -44,12 +55,17 @@ extern size_t ubusd_object_count;
 /* client.c */
 int ubusd_listen(const char *path);
 struct ubusd_client *ubusd_find_client(uint32_t id);
-/* Queues what the socket does not take; a client that is too far behind loses the message. */
-void ubusd_send(struct ubusd_client *client,
+/* Begins or ends that a client is shown all messages. */
+void ubusd_monitor(struct ubusd_client *client, bool on);
+/* Queues what the socket does not take; false when the client is too far behind: it loses the
+ * message. */
+bool ubusd_send(struct ubusd_client *client,
                 int type,
                 uint16_t seq,
                 uint32_t peer,
                 const struct blob_attr *body);
+/* For a stream that is beyond repair; the hang-up takes the client out of the lists later. */
+void ubusd_give_up(struct ubusd_client *client);
 
 /* registry.c */
 
@@ -81,8 +97,17 @@ void ubusd_drop_type(struct ubusd_type *type);
 /* request.c: answers or forwards one message. */
 void ubusd_handle(struct ubusd_client *client, struct ubus_msg *msg);
 
+/* subscription.c */
+
+/* False without memory. The publisher is told of its first subscriber. */
+bool ubusd_subscribe(struct ubusd_object *subscriber, struct ubusd_object *target);
+/* Ends one such subscription; false when there is none. The publisher is told of its last
+ * subscriber. */
+bool ubusd_unsubscribe(struct ubusd_object *subscriber, struct ubusd_object *target);
+/* Ends all that the object takes part in, as subscriber or as target, and tells the others. */
+void ubusd_end_subscriptions(struct ubusd_object *object);
+
 /* event.c */
-enum { UBUSD_EVENT_OBJECT = 1 };
 
 /* A call of the event object; gives the status. */
 int ubusd_event_call(struct ubusd_client *client, const char *method, const struct blob_attr *data);

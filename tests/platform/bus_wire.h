@@ -93,6 +93,19 @@ public:
         send(hex);
         return receive();
     }
+    // Registers for events; the number, as an attribute, of the nameless object that they go to.
+    std::string hear(const std::string &pattern) const
+    {
+        const std::string object = ask(message("00060001 00000000", "")).substr(24, 16);
+        EXPECT_TRUE(receive().starts_with("0001"));
+        const std::string interest =
+            sized(7, "85000014 0006 6f626a656374 00 000000" + object.substr(8) +
+                         sized(0x83, "0007 7061747465726e 00 0000" + hexof(pattern) + "00"));
+        EXPECT_EQ(ask(message("00050002 00000001",
+                              "03000008 00000001 0400000d 7265676973746572 00 000000" + interest)),
+                  message("00010002 00000001", "01000008 00000000"));
+        return object;
+    }
 
     int fd;
     std::string id;

@@ -144,6 +144,11 @@ static inline struct blob_attr *blob_put_string(struct blob_buf *buf, int id, co
     return blob_put(buf, id, str, (unsigned int)strlen(str) + 1U);
 }
 
+static inline struct blob_attr *blob_put_u8(struct blob_buf *buf, int id, uint8_t val)
+{
+    return blob_put(buf, id, &val, sizeof(val));
+}
+
 static inline struct blob_attr *blob_put_u32(struct blob_buf *buf, int id, uint32_t val)
 {
     val = htobe32(val);
