@@ -15,6 +15,7 @@ add_library(simulator_modem STATIC
 target_include_directories(simulator_modem PUBLIC ${PROJECT_SOURCE_DIR})
 
 add_executable(modem_simulator
+    membership.cpp
     modem/conditions.cpp
     modem/control.cpp
     modem/delivery.cpp

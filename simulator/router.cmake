@@ -12,7 +12,7 @@ target_link_libraries(router_parts PUBLIC platform::ubus platform::ubox)
 add_executable(log_collector log/main.cpp)
 set_target_properties(log_collector PROPERTIES OUTPUT_NAME log-collector)
 
-add_executable(network_service network/link.cpp network/main.cpp)
+add_executable(network_service membership.cpp network/link.cpp network/main.cpp)
 target_include_directories(network_service PRIVATE ${PROJECT_SOURCE_DIR})
 target_link_libraries(network_service PRIVATE platform::ubus platform::ubox)
 set_target_properties(network_service PROPERTIES OUTPUT_NAME network-service)

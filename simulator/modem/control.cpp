@@ -79,6 +79,9 @@ bool offercontrol(ubus_context &bus, device &modem)
     static std::vector<ubus_method> methods;
     static ubus_object_type type{};
     static ubus_object object{};
+    methods.clear();
+    type = {};
+    object = {};
     steered = &modem;
     for (const method &row : allmethods()) {
         ubus_method entry{};

@@ -35,7 +35,7 @@ std::span<const method> conditionmethods();  // card, network, receiver, faults
 std::span<const method> messagemethods();    // SMS and USSD
 std::span<const method> reportmethods();     // what the modem holds and was told
 
-// Registers the object. The connection and the device stay until the end of the loop.
+// Registers the object, on one connection at a time. The device stays until the end of the loop.
 bool offercontrol(ubus_context &bus, device &modem);
 
 template <typename Target, typename Value>

@@ -7,11 +7,14 @@
 #include <sstream>
 
 #include "core/record/paths.h"
+#include "simulator/membership.h"
 #include "simulator/modem/control.h"
 #include "simulator/modem/device.h"
 
 namespace
 {
+
+simulator::device modem;
 
 bool takeprofile(simulator::modem_profile &profile, const char *path)
 {
@@ -32,7 +35,6 @@ bool takeprofile(simulator::modem_profile &profile, const char *path)
 int main(int count, char **values)
 {
     const std::string folder = std::filesystem::path(modem_atportpath).parent_path();
-    static simulator::device modem;
     if (count == 3 && std::strcmp(values[1], "--profile") == 0) {
         if (!takeprofile(modem.model.profile, values[2])) return 2;
     } else if (count != 1) {
@@ -41,22 +43,18 @@ int main(int count, char **values)
     }
 
     if (uloop_init() != 0) return 1;
-    ubus_context *bus = ubus_connect(modem_buspath);
-    if (bus == nullptr) {
-        std::fprintf(stderr, "modem-simulator: no bus at %s\n", modem_buspath);
-        return 1;
-    }
-    (void)uloop_fd_add(&bus->sock, ULOOP_READ | ULOOP_BLOCKING);
     preparedevice(modem, folder);
     int status = 1;
-    if (plug(modem) && offercontrol(*bus, modem)) {
+    if (plug(modem) && join_bus([](ubus_context &bus) { return offercontrol(bus, modem); })) {
         std::puts("ready");
         std::fflush(stdout);
         (void)uloop_run();  // gives the number of the signal that ended it
         status = 0;
+    } else {
+        std::fprintf(stderr, "modem-simulator: no bus at %s\n", modem_buspath);
     }
     unplug(modem);
-    ubus_free(bus);
+    leave_bus();
     uloop_done();
     return status;
 }

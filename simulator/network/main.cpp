@@ -4,15 +4,18 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <signal.h>
 #include <string>
-#include <sys/inotify.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 #include <utility>
 
 #include <libubus.h>
 
+#include "simulator/membership.h"
 #include "simulator/network/cable.h"
 #include "simulator/network/link.h"
 
@@ -86,16 +89,22 @@ void readcable()
 
 void cablechanges(uloop_fd *watch, unsigned int)
 {
-    char events[4096];
-    if (read(watch->fd, events, sizeof events) > 0) readcable();
+    signalfd_siginfo change = {};
+    if (read(watch->fd, &change, sizeof change) > 0) readcable();
 }
 
+// By SIGIO: inotify allows a user 128 instances, and a machine carries more routers than that.
 bool watchcable()
 {
+    const std::string path = std::filesystem::path(cable_path).parent_path();
+    const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    sigset_t changes;
+    sigemptyset(&changes);
+    sigaddset(&changes, SIGIO);
+    sigprocmask(SIG_BLOCK, &changes, nullptr);
     network.watch.cb = cablechanges;
-    network.watch.fd = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-    const std::string folder = std::filesystem::path(cable_path).parent_path();
-    return inotify_add_watch(network.watch.fd, folder.c_str(), IN_MOVED_TO | IN_DELETE) >= 0 &&
+    network.watch.fd = signalfd(-1, &changes, SFD_CLOEXEC | SFD_NONBLOCK);
+    return fcntl(folder, F_NOTIFY, DN_RENAME | DN_DELETE | DN_MULTISHOT) == 0 &&
            uloop_fd_add(&network.watch, ULOOP_READ) == 0;
 }
 
@@ -167,34 +176,38 @@ ubus_method steeringmethods[] = {UBUS_METHOD_NOARG("calls", answercalls),
                                  UBUS_METHOD("behave", behave, behavepolicy)};
 ubus_object_type steeringtype = UBUS_OBJECT_TYPE("network.simulator", steeringmethods);
 
-bool addobject(ubus_context *bus, ubus_object &object, ubus_object_type &type)
+bool addobject(ubus_context &bus, ubus_object &object, ubus_object_type &type)
 {
+    object = {};
+    type.id = 0;
     object.name = type.name;
     object.type = &type;
     object.methods = type.methods;
     object.n_methods = type.n_methods;
-    return ubus_add_object(bus, &object) == 0;
+    return ubus_add_object(&bus, &object) == 0;
+}
+
+bool offer(ubus_context &bus)
+{
+    static ubus_object link;
+    static ubus_object steering;
+    return addobject(bus, link, linktype) && addobject(bus, steering, steeringtype);
 }
 
 }  // namespace
 
 int main()
 {
-    static ubus_object link;
-    static ubus_object steering;
     network.appear.cb = linkappears;
     uloop_init();
-    ubus_context *bus = ubus_connect(nullptr);
     takedown();
     readcable();
-    if (bus == nullptr || !watchcable() || !addobject(bus, link, linktype) ||
-        !addobject(bus, steering, steeringtype)) {
+    if (!watchcable() || !join_bus(offer)) {
         std::fputs("network-service: cannot offer its objects on the bus\n", stderr);
         return 1;
     }
-    ubus_add_uloop(bus);
     uloop_run();
-    ubus_free(bus);
+    leave_bus();
     uloop_done();
     return 0;
 }

@@ -76,6 +76,14 @@ std::string bus_reply::operator[](const std::string &path) const
     return "";
 }
 
+bus_reply bus_read(blob_attr *message)
+{
+    bus_reply fields;
+    flatten(fields, message, "", true);
+    fields.status = 0;
+    return fields;
+}
+
 bus_client::bus_client() : context(ubus_connect(nullptr), [](ubus_context *old) { ubus_free(old); })
 {
     uloop_done();  // synchronous calls need no loop, and the loop would keep SIGINT to itself

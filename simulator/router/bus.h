@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+struct blob_attr;
 struct ubus_context;
 
 // Every field of a reply in the order of arrival: its path ("info.network.rssi"; elements of arrays
@@ -25,6 +26,9 @@ struct bus_reply {
     // Empty when there is no such field.
     std::string operator[](const std::string &path) const;
 };
+
+// The fields of any message.
+bus_reply bus_read(blob_attr *message);
 
 using bus_value = std::variant<std::string, std::int32_t, bool, double>;
 using bus_arguments = std::vector<std::pair<std::string, bus_value>>;

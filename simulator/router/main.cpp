@@ -121,7 +121,7 @@ int runcommand(std::vector<std::string> command, const std::string &folder)
     }
     const pid_t pid = process_start(command, {.ingroup = true, .folder = folder});
     for (;;) {
-        if (const auto status = process_wait(pid, 20ms))
+        if (const auto status = process_wait(pid, 100ms))
             return WIFEXITED(*status) ? WEXITSTATUS(*status) : 128 + WTERMSIG(*status);
         if (stopsignal == 0) continue;
         (void)process_stop(pid, stopsignal, 2s);

@@ -8,8 +8,10 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <poll.h>
 #include <signal.h>
 #include <sstream>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -47,13 +49,18 @@ namespace
     _exit(127);
 }
 
+std::chrono::milliseconds patient(std::chrono::milliseconds limit)
+{
+    const char *patience = std::getenv("VIRTUAL_ROUTER_PATIENCE");
+    return patience == nullptr ? limit
+                               : std::min(limit, std::chrono::milliseconds(std::atoi(patience)));
+}
+
 }  // namespace
 
 bool wait_until(const std::function<bool()> &condition, std::chrono::milliseconds limit)
 {
-    if (const char *patience = std::getenv("VIRTUAL_ROUTER_PATIENCE"))
-        limit = std::min(limit, std::chrono::milliseconds(std::atoi(patience)));
-    const auto end = std::chrono::steady_clock::now() + limit;
+    const auto end = std::chrono::steady_clock::now() + patient(limit);
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= end) return condition();
         std::this_thread::sleep_for(5ms);
@@ -76,7 +83,17 @@ pid_t process_start(const std::vector<std::string> &argv, const process_options 
 std::optional<int> process_wait(pid_t pid, std::chrono::milliseconds limit)
 {
     int status = 0;
-    if (!wait_until([&] { return waitpid(pid, &status, WNOHANG) != 0; }, limit)) return {};
+    const auto ended = [&] { return waitpid(pid, &status, WNOHANG) != 0; };
+    // Sleeps: of hundreds of routers on a machine each waits for its command all the time.
+    const int fd = limit > 0ms ? static_cast<int>(syscall(SYS_pidfd_open, pid, 0)) : -1;
+    if (fd >= 0) {
+        pollfd child = {fd, POLLIN, 0};
+        while (poll(&child, 1, static_cast<int>(patient(limit).count())) < 0 && errno == EINTR) {
+        }
+        close(fd);
+        limit = 0ms;
+    }
+    if (!wait_until(ended, limit)) return {};
     return status;
 }
 
