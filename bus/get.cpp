@@ -12,16 +12,18 @@ namespace
 struct modem_leaf {
     std::string_view path;
     const char *(*text)(const modem_status &);
+    std::size_t room;  // octets of the text at most, NUL included
 };
 
 // LEAF(info.sim.imsi): the field of that path. FIXED: the same text in every report.
-#define LEAF(path)                                                                    \
-    {                                                                                 \
-#path, [](const modem_status &status) -> const char * { return status.path; } \
+#define LEAF(path)                                                                       \
+    {                                                                                    \
+#path, [](const modem_status &status)                                            \
+                    -> const char * { return status.path; }, sizeof(modem_status().path) \
     }
-#define FIXED(path, words)                                                \
-    {                                                                     \
-#path, [](const modem_status &) -> const char * { return words; } \
+#define FIXED(path, words)                                                               \
+    {                                                                                    \
+#path, [](const modem_status &) -> const char * { return words; }, sizeof(words) \
     }
 
 constexpr char recvmax[] = "32";
@@ -106,6 +108,18 @@ constexpr bool modem_fitdepth()
 
 static_assert(modem_fitdepth(), "no report path is deeper than the tables kept open");
 
+// What the whole report takes in a message: more than that, as every leaf is counted with tables of
+// its own. Each name has a head of 4 octets, a length of 2, its NUL and up to 3 of padding.
+constexpr std::size_t modem_reportroom()
+{
+    std::size_t room = 0;
+    for (const modem_leaf &leaf : report)
+        room += leaf.path.size() + (modem_countdots(leaf.path) + 1) * 10 + leaf.room + 3;
+    return room;
+}
+
+static_assert(modem_reportroom() + 64 <= modem_replymax, "no reply or notification allocates");
+
 // How much of the two paths, up to and including a dot, is the same: the tables that stay open.
 std::size_t modem_commonprefix(std::string_view before, std::string_view path)
 {
@@ -128,7 +142,10 @@ void modem_closeto(modem_opentables &open, unsigned depth)
         modem_closetable(open.tables[--open.depth]);
 }
 
-void modem_addleaf(modem_opentables &open, std::string_view before, const modem_leaf &leaf)
+void modem_addleaf(modem_opentables &open,
+                   std::string_view before,
+                   const modem_leaf &leaf,
+                   const modem_status &status)
 {
     const std::size_t common = modem_commonprefix(before, leaf.path);
     modem_closeto(open, modem_countdots({leaf.path.data(), common}));
@@ -140,21 +157,30 @@ void modem_addleaf(modem_opentables &open, std::string_view before, const modem_
         open.tables[open.depth++] = modem_opentable(name);
         rest.remove_prefix(dot + 1);
     }
-    modem_addreply(rest.data(), leaf.text(pmod->published));
+    modem_addreply(rest.data(), leaf.text(status));
 }
 
 }  // namespace
+
+unsigned modem_addreport(const modem_status &status, const modem_status *known)
+{
+    modem_opentables open = {};
+    std::string_view before;
+    unsigned count = 0;
+    for (const modem_leaf &leaf : report) {
+        if (known != nullptr && modem_isword(leaf.text(status), leaf.text(*known))) continue;
+        modem_addleaf(open, before, leaf, status);
+        before = leaf.path;
+        count++;
+    }
+    modem_closeto(open, 0);
+    return count;
+}
 
 int modem_get(ubus_context *ctx, ubus_object *, ubus_request_data *req, const char *, blob_attr *)
 {
     modem_beginreply();
     modem_addreply("result", "ok");
-    modem_opentables open = {};
-    std::string_view before;
-    for (const modem_leaf &leaf : report) {
-        modem_addleaf(open, before, leaf);
-        before = leaf.path;
-    }
-    modem_closeto(open, 0);
+    (void)modem_addreport(pmod->published, nullptr);
     return modem_sendreply({ctx, req});
 }

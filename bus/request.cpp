@@ -9,8 +9,6 @@
 namespace
 {
 
-constexpr unsigned largestreply = 8192;  // octets, with room to spare over the status tree
-
 blob_buf reply{};
 
 // Splits the message. False when a field of it is malformed or reaches beyond its end; the library
@@ -31,7 +29,7 @@ int modem_preparereply()
 {
     static constexpr char filler[64] = {};
     if (blob_buf_init(&reply, 0) != 0) return -1;
-    for (unsigned size = 0; size < largestreply; size += sizeof(filler)) {
+    for (unsigned size = 0; size < modem_replymax; size += sizeof(filler)) {
         if (blobmsg_add_field(&reply, BLOBMSG_TYPE_UNSPEC, "", filler, sizeof(filler)) != 0)
             return -1;
     }
@@ -62,6 +60,11 @@ int modem_sendreply(const modem_request &request)
 {
     (void)ubus_send_reply(request.ctx, request.req, reply.head);  // the client may be gone
     return 0;
+}
+
+void modem_sendnotification(ubus_context *ctx, ubus_object *object, const char *type)
+{
+    (void)ubus_notify(ctx, object, type, reply.head, -1);  // a lost broker ends the daemon anyway
 }
 
 int modem_replyresult(const modem_request &request, const char *format, ...)

@@ -22,8 +22,11 @@ using modem_handler = int(ubus_context *ctx,
                           const char *method,
                           blob_attr *msg);
 
-// Sizes the one reply buffer of the process for the largest reply, so that no handler allocates.
-// Once, at start-up. 0 or -1.
+// Octets of the largest reply or notification, with room to spare over the status tree.
+constexpr unsigned modem_replymax = 8192;
+
+// Sizes the one message buffer of the process for that, so that no handler allocates. Once, at
+// start-up. 0 or -1.
 int modem_preparereply();
 
 // A reply is begun, filled and sent once; `result` comes first. Sending always gives 0, which is
@@ -33,6 +36,8 @@ void modem_addreply(const char *name, const char *text);
 void *modem_opentable(const char *name);
 void modem_closetable(void *table);
 int modem_sendreply(const modem_request &request);
+// Sends the message to the object's subscribers instead.
+void modem_sendnotification(ubus_context *ctx, ubus_object *object, const char *type);
 
 // The whole reply is one `result`, at most 255 characters.
 [[gnu::format(printf, 2, 3)]] int modem_replyresult(const modem_request &request,

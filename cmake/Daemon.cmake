@@ -10,6 +10,7 @@ add_library(daemon_objects OBJECT
     at/timer.cpp
     at/ussd.cpp
     bus/get.cpp
+    bus/notify.cpp
     bus/object.cpp
     bus/raw.cpp
     bus/request.cpp

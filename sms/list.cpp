@@ -71,6 +71,7 @@ int modem_appendsms(modem_state *pmod,
     modem_copytext(entry.timestamp, timestamp);
     modem_copytext(entry.text, text);
     list.numsms = position;
+    pmod->untoldsms++;
     (void)modem_savelistsms(pmod);  // told; the next save writes this message too
     return position;
 }

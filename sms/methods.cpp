@@ -94,6 +94,7 @@ int modem_smsclear(
     modem_clientname client;
     if (modem_refuseclient(request, arguments[0], client)) return 0;
     pmod->sms_list.numsms = 0;
+    pmod->untoldsms = 0;
     (void)modem_savelistsms(pmod);  // traced; the next save makes up for it
     // The working copy is to be published whole: it must not bring the old count back. The poll
     // writes the count anew before it copies, so this order holds on its own.

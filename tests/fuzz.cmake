@@ -43,7 +43,8 @@ if(NOT platform_found)  # of the bundled libraries: the genuine ones are not our
         ${platform}/ubusd/client.c
         ${platform}/ubusd/event.c
         ${platform}/ubusd/registry.c
-        ${platform}/ubusd/request.c)
+        ${platform}/ubusd/request.c
+        ${platform}/ubusd/subscription.c)
     target_compile_definitions(fuzz_broker PRIVATE _GNU_SOURCE)
     target_include_directories(fuzz_broker SYSTEM PUBLIC ${platform} ${platform}/include)
     set(wrapped uci_alloc_context ubus_add_object ubus_lookup_id
@@ -51,5 +52,5 @@ if(NOT platform_found)  # of the bundled libraries: the genuine ones are not our
     list(TRANSFORM wrapped PREPEND -Wl,--wrap=)
     add_fuzz_target(busmessage fuzz_broker ${wrapped})
     add_fuzz_target(settings -Wl,--wrap=uci_alloc_context)
-    add_fuzz_target(uci)
+    add_fuzz_target(uci -Wl,--wrap=uci_alloc_context)
 endif()

@@ -106,6 +106,13 @@ void modem_publishstart()
     pmod->published.info = info;
 }
 
+void modem_onpoll(uloop_timeout *timeout)
+{
+    modem_beginchanges(pmod);
+    modem_poll(timeout);
+    modem_tellchanges(pmod);
+}
+
 void modem_startworker()
 {
     common_attr attributes = {};
@@ -179,7 +186,7 @@ int modem()
     modem_startworker();
     (void)uloop_fd_add(&pmod->ubusctx->sock, ULOOP_READ | ULOOP_BLOCKING);
     (void)modem_addobject(pmod->ubusctx);
-    polltimer.cb = modem_poll;
+    polltimer.cb = modem_onpoll;
     (void)uloop_timeout_set(&polltimer, modem_pollinterval);
     modem_watchtraceswitch();
     modem_runloop();

@@ -40,6 +40,7 @@ static_assert(sizeof(longsms_entry) == 992, "a waiting long message has 992 octe
 
 struct modem_state {
     modem_status published;  // event loop; all that clients see
+    modem_status notified;   // event loop; the published one as subscribers know it
     modem_status working;    // worker; the event loop only where a hand-over follows
 
     // Control words, 0 or 1, touched through core/record/flags.h only.
@@ -58,6 +59,7 @@ struct modem_state {
     std::int32_t lastledlevel;
 
     std::uint32_t reinitcounter;
+    std::uint32_t untoldsms;  // event loop; stored messages of which subscribers do not know yet
 
     modem_argumenttext sms_number;  // recipients of the request, separated by ';'
     modem_argumenttext sms_text;    // CP1251

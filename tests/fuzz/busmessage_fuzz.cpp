@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: ISC
 // Octets on the bus: to the daemon's object from the broker, and to the broker from a client. Both
 // answer with sound messages and keep nothing of a client that has gone.
+#include <cstring>
 #include <fcntl.h>
 #include <linux/sockios.h>
 #include <string>
@@ -8,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 extern "C" {
@@ -16,8 +18,12 @@ extern "C" {
 }
 
 #include "bus/object.h"
-#include "fuzz/daemon.h"
+#include "bus/request.h"
+#include "core/record/pmod.h"
+#include "core/record/text.h"
+#include "fuzz/folder.h"
 #include "fuzz/mutate.h"
+#include "monitor/defaults.h"
 
 namespace
 {
@@ -31,6 +37,59 @@ constexpr std::uint32_t objectid = 0x4F424A31;
 
 // Registers an object "own".
 constexpr std::string_view addobject = "\0\6\0\1\0\0\0\0\0\0\0\x0c\2\0\0\x08own\0"sv;
+
+// The daemon behind its object, but for the modem, the list file and the network service.
+struct daemon_record {
+    modem_state state = {};
+    modem_state start = {};
+    ubus_object *object = nullptr;
+    unsigned asked = 0;  // commands for the modem
+
+    daemon_record()
+    {
+        (void)setlogmask(LOG_MASK(LOG_DEBUG));
+        fuzz_require(pipe2(start.fdcmd, O_NONBLOCK | O_CLOEXEC) == 0, "a pipe");
+        start.fdcom = start.fdcom2 = -1;
+        start.istaskalive = 1;
+        start.sms_list.numsms = 3;
+        (void)modem_setstatusdefaults(start.published);
+        modem_copytext(start.published.info.kelvantorium.state, "op");
+        modem_copytext(start.published.info.network.state, "connected");
+        modem_copytext(start.published.info.sms.recv_counter, "3");
+        start.working = start.published;
+        pmod = &state;
+        fuzz_require(modem_preparereply() == 0, "a buffer");
+    }
+    void begin()
+    {
+        state = start;
+        asked = 0;
+        char commands[1024];
+        while (read(state.fdcmd[0], commands, sizeof(commands)) > 0) {
+        }
+    }
+    void check() const
+    {
+        const auto ends = [](const auto &field) {
+            fuzz_require(std::memchr(field, '\0', sizeof(field)) != nullptr, "a text ends");
+        };
+        const modem_info &info = state.published.info;
+        ends(info.kelvantorium.reason);
+        ends(info.ussd.cmd);
+        ends(info.sms.recv_counter);
+        ends(state.sms_number);
+        ends(state.sms_text);
+        for (const char *word : {"op", "init", "error"})
+            if (modem_isword(info.kelvantorium.state, word)) return;
+        fuzz_require(false, "a state's word");
+    }
+};
+
+daemon_record &daemon()
+{
+    static daemon_record record;
+    return record;
+}
 
 // Reads every field as a handler or a client may.
 void readfields(blob_attr *table, int depth)
@@ -200,11 +259,6 @@ void fuzzbroker(std::string input)
 
 // Linked in the place of the genuine ones.
 extern "C" {
-uci_context *__real_uci_alloc_context();
-uci_context *__wrap_uci_alloc_context()
-{
-    return daemon().folder.settle(__real_uci_alloc_context());
-}
 int __wrap_ubus_add_object(ubus_context *, ubus_object *object)
 {
     daemon().object = object;

@@ -28,62 +28,52 @@ constexpr modem_field (*fields[])(modem_status &) = {
     FIELD(info.network.gateway),
 };
 
-modem_status start()
-{
+struct parsed {
+    int result;
     modem_status status;
-    std::memset(&status, 0xA5, sizeof(status));
-    modem_setstatusdefaults(status);
-    return status;
-}
+    bool changed;
+};
 
-bool same(const modem_status &a, const modem_status &b)
+// Runs a parser over the defaults. It may write to `own` alone.
+template <typename member>
+parsed parse(int (*run)(modem_status &, std::string_view), std::string_view reply, member &&own)
 {
-    return std::memcmp(&a, &b, sizeof(a)) == 0;
-}
-
-void checkterminated(modem_status &status)
-{
+    modem_status before;
+    std::memset(&before, 0xA5, sizeof(before));
+    modem_setstatusdefaults(before);
+    const auto same = [&](const modem_status &status) {
+        return std::memcmp(&status, &before, sizeof(before)) == 0;
+    };
+    modem_status status = before;
+    const int result = run(status, reply);
+    const parsed made = {result, status, !same(status)};
     for (const auto &row : fields) {
         const modem_field field = row(status);
         fuzz_require(std::memchr(field.text, '\0', field.capacity) != nullptr, "field ends");
     }
+    std::memcpy(&own(status), &own(before), sizeof(own(before)));
+    fuzz_require(same(status), "only its own fields are written");
+    return made;
 }
 
-void fuzzgnss(std::string_view reply)
+void fuzzparsers(std::string_view reply)
 {
-    const modem_status before = start();
-    modem_status status = before;
-    const int result = modem_parsegnssinfo(status, reply);
-    fuzz_require(result == 1 || same(status, before), "no fix: the defaults");
-    checkterminated(status);
-    status.info.gnss = before.info.gnss;
-    fuzz_require(same(status, before), "only GNSS fields are written");
-}
-
-void fuzzprovider(std::string_view reply)
-{
-    const modem_status before = start();
-    modem_status status = before;
-    modem_parseprovider(status, reply);
-    fuzz_require(modem_isregistered(reply) || same(status, before), "no quote: nothing written");
-    checkterminated(status);
-    std::memcpy(status.info.network.provider, before.info.network.provider, 32);
-    fuzz_require(same(status, before), "only the provider is written");
-}
-
-void fuzzsysinfo(std::string_view reply)
-{
-    const modem_status before = start();
-    modem_status status = before;
-    const int result = modem_parsesysinfo(status, reply);
-    checkterminated(status);
-    fuzz_require(modem_levelindex(status.info.network.level) <= 4, "a level of the bar");
-    if (result == 0) {
-        std::memcpy(status.info.network.type, before.info.network.type, 32);
-        fuzz_require(same(status, before), "unknown technology: only its word");
-    }
-    status.info.network = before.info.network;
-    fuzz_require(same(status, before), "only network fields are written");
+    const parsed fix = parse(
+        modem_parsegnssinfo, reply, [](auto &s) -> auto & { return s.info.gnss; });
+    fuzz_require(fix.result == 1 || !fix.changed, "no fix: the defaults");
+    const auto provide = [](modem_status &status, std::string_view text) {
+        modem_parseprovider(status, text);
+        return 0;
+    };
+    const parsed provider = parse(
+        provide, reply, [](auto &s) -> auto & { return s.info.network.provider; });
+    fuzz_require(modem_isregistered(reply) || !provider.changed, "no quote: nothing written");
+    const parsed signal = parse(
+        modem_parsesysinfo, reply, [](auto &s) -> auto & { return s.info.network; });
+    fuzz_require(modem_levelindex(signal.status.info.network.level) <= 4, "a level of the bar");
+    if (signal.result == 1) return;
+    (void)parse(
+        modem_parsesysinfo, reply, [](auto &s) -> auto & { return s.info.network.type; });
 }
 
 void fuzzroute(std::string_view table)
@@ -106,9 +96,7 @@ void fuzzroute(std::string_view table)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string_view text = fuzz_text(data, size);
-    fuzzgnss(text);
-    fuzzprovider(text);
-    fuzzsysinfo(text);
+    fuzzparsers(text);
     fuzzroute(text);
     fuzz_require(modem_readword(text, "+CGMR:").find_first_of(" \r\n") == text.npos, "one word");
     fuzz_require(modem_readsimlock(text).find('\r') == text.npos, "one line");

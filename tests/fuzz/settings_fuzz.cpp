@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: ISC
 // Package files of any octets: the settings come out within their words, and so does the package.
 #include <cstring>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "config/options.h"
 #include "config/settings.h"
@@ -12,16 +10,8 @@
 #include "fuzz/folder.h"
 #include "fuzz/mutate.h"
 
-extern "C" uci_context *__real_uci_alloc_context();
-
 namespace
 {
-
-const fuzz_folder &where()
-{
-    static const fuzz_folder folder;
-    return folder;
-}
 
 void checksettings(modem_settings &settings)
 {
@@ -50,16 +40,9 @@ void checkpackage()
 
 }  // namespace
 
-// Linked in the place of the library's: the daemon's contexts work in the folder.
-extern "C" uci_context *__wrap_uci_alloc_context()
-{
-    return where().settle(__real_uci_alloc_context());
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    std::ofstream(where().path / "config" / "kelvantorium", std::ios::binary)
-        << fuzz_text(data, size);
+    fuzz_write("config/kelvantorium", fuzz_text(data, size));
     const auto state = std::make_unique<modem_state>();
     std::memset(&state->working, 0xA5, sizeof(state->working));
     fuzz_require(modem_read_settings(state.get()) == 0, "any package can be read");

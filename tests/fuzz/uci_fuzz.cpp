@@ -2,17 +2,13 @@
 // Package and pending files of any octets: what can be read, a commit writes, and it reads back as
 // the same. An input is the package file, a NUL and the pending file.
 #include <algorithm>
-#include <fstream>
 #include <string>
-#include <string_view>
 
 #include "fuzz/folder.h"
 #include "fuzz/mutate.h"
 
 namespace
 {
-
-constexpr char name[] = "demo";
 
 void add(std::string &text, char mark, const char *word)
 {
@@ -48,19 +44,19 @@ std::string describe(uci_package *p)
 }
 
 // A new context's view; "" too when the package cannot be read.
-std::string load(const fuzz_folder &where, int &result)
+std::string load(int &result)
 {
-    uci_context *ctx = where.settle(uci_alloc_context());
+    uci_context *ctx = uci_alloc_context();
     uci_package *p = nullptr;
-    result = uci_load(ctx, name, &p);
+    result = uci_load(ctx, "demo", &p);
     const std::string text = result == UCI_OK ? describe(p) : std::string();
     uci_free_context(ctx);
     return text;
 }
 
-void commit(const fuzz_folder &where)
+void commit()
 {
-    uci_context *ctx = where.settle(uci_alloc_context());
+    uci_context *ctx = uci_alloc_context();
     char text[] = "demo.@[-1].a";
     uci_ptr ptr;
     fuzz_require(uci_lookup_ptr(ctx, &ptr, text, true) == UCI_OK,
@@ -73,18 +69,16 @@ void commit(const fuzz_folder &where)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    static const fuzz_folder where;
     const std::string_view input = fuzz_text(data, size);
     const std::size_t end = std::min(input.find('\0'), size);
-    std::ofstream(where.path / "config" / name, std::ios::binary) << input.substr(0, end);
-    std::ofstream(where.path / "save" / name, std::ios::binary)
-        << input.substr(std::min(end + 1, size));
+    fuzz_write("config/demo", input.substr(0, end));
+    fuzz_write("save/demo", input.substr(std::min(end + 1, size)));
 
     int result = UCI_OK;
-    const std::string before = load(where, result);
+    const std::string before = load(result);
     fuzz_require(result == UCI_OK || result == UCI_ERR_PARSE, "text reads or does not parse");
     if (result != UCI_OK) return 0;
-    commit(where);
-    fuzz_require(load(where, result) == before && result == UCI_OK, "a commit changes nothing");
+    commit();
+    fuzz_require(load(result) == before && result == UCI_OK, "a commit changes nothing");
     return 0;
 }
