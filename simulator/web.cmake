@@ -11,7 +11,8 @@ if(NOT JSONC_FOUND OR NOT HTTPLIB_INCLUDE_DIR OR NOT HTTPLIB_LIBRARY)
     return()
 endif()
 
-add_executable(web_server web/bustool.cpp web/config.cpp web/main.cpp web/rpc.cpp web/session.cpp)
+add_executable(web_server web/bustool.cpp web/config.cpp web/main.cpp web/rpc.cpp web/session.cpp
+    web/stream.cpp)
 target_include_directories(web_server PRIVATE ${PROJECT_SOURCE_DIR})
 target_include_directories(web_server SYSTEM PRIVATE ${HTTPLIB_INCLUDE_DIR})
 target_link_libraries(web_server PRIVATE

@@ -3,8 +3,10 @@
 #include "simulator/web/bustool.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -15,12 +17,11 @@
 namespace
 {
 
-// Runs `ubus` and collects its standard output.
-bus_answer runtool(const std::vector<std::string> &words)
+// Starts `ubus`, its standard output at the other end of `out`; -1 when that fails.
+pid_t starttool(const std::vector<std::string> &words, int &out)
 {
-    bus_answer answer = {255, ""};
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return answer;
+    if (pipe2(ends, O_CLOEXEC) != 0) return -1;
     std::vector<char *> argv;
     for (const std::string &word : words)
         argv.push_back(const_cast<char *>(word.c_str()));
@@ -32,16 +33,36 @@ bus_answer runtool(const std::vector<std::string> &words)
     const int error = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
+    out = ends[0];
+    if (error == 0) return pid;
+    close(out);
+    return -1;
+}
+
+// The wait status.
+int awaittool(pid_t pid)
+{
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    return status;
+}
+
+// Runs `ubus` and collects its standard output.
+bus_answer runtool(const std::vector<std::string> &words)
+{
+    bus_answer answer = {255, ""};
+    int out = -1;
+    const pid_t pid = starttool(words, out);
+    if (pid < 0) return answer;
     char chunk[4096];
-    for (ssize_t got = 0; error == 0 && (got = read(ends[0], chunk, sizeof chunk)) != 0;) {
+    for (ssize_t got = 0; (got = read(out, chunk, sizeof chunk)) != 0;) {
         if (got > 0) answer.reply.append(chunk, static_cast<std::size_t>(got));
         if (got < 0 && errno != EINTR) break;
     }
-    close(ends[0]);
-    int status = 0;
-    while (error == 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (error == 0 && WIFEXITED(status)) answer.status = WEXITSTATUS(status);
+    close(out);
+    const int status = awaittool(pid);
+    if (WIFEXITED(status)) answer.status = WEXITSTATUS(status);
     while (answer.reply.ends_with('\n'))
         answer.reply.pop_back();
     return answer;
@@ -97,4 +118,33 @@ std::string bus_list(const std::string &pattern)
         }
     }
     return "{" + json + (json.empty() ? "" : "}") + "}";
+}
+
+bus_lines::bus_lines(const std::string &object) : pid(starttool({"ubus", "subscribe", object}, out))
+{
+}
+
+bus_lines::~bus_lines()
+{
+    if (pid < 0) return;
+    close(out);
+    (void)kill(pid, SIGTERM);
+    (void)awaittool(pid);
+}
+
+bus_lines::outcome bus_lines::next(std::string &line, int timeout)
+{
+    std::size_t length = 0;
+    while ((length = text.find('\n')) == std::string::npos) {
+        pollfd wait = {out, POLLIN, 0};
+        if (pid < 0) return end;
+        if (poll(&wait, 1, timeout) <= 0) return none;
+        char chunk[4096];
+        const ssize_t got = read(out, chunk, sizeof chunk);
+        if (got <= 0) return end;
+        text.append(chunk, static_cast<std::size_t>(got));
+    }
+    line = text.substr(0, length);
+    text.erase(0, length + 1);
+    return one;
 }

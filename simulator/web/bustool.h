@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <sys/types.h>
 
 #include <json-c/json.h>
 
@@ -23,3 +24,23 @@ bool bus_has(const std::string &object);
 
 // {OBJECT:{METHOD:{ARGUMENT:TYPE}}} of the objects that match the pattern, as JSON text.
 std::string bus_list(const std::string &pattern);
+
+// The lines of `ubus subscribe OBJECT`; the program ends with this.
+class bus_lines
+{
+public:
+    enum outcome { none, one, end };
+
+    explicit bus_lines(const std::string &object);
+    ~bus_lines();
+    bus_lines(const bus_lines &) = delete;
+    bus_lines &operator=(const bus_lines &) = delete;
+
+    // Waits for at most `timeout` ms.
+    outcome next(std::string &line, int timeout);
+
+private:
+    int out = -1;
+    pid_t pid;
+    std::string text;  // read, and not given out yet
+};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
-// web-server: the router's web server as far as a page sees it. Static files, and JSON-RPC over the
-// bus at /ubus behind sessions.
+// web-server: the router's web server as far as a page sees it. Static files, and behind
+// sessions JSON-RPC over the bus and event streams at /ubus.
 #include <cstdio>
 #include <cstdlib>
 #include <getopt.h>
@@ -9,11 +9,14 @@
 #include <string>
 
 #include "simulator/web/rpc.h"
+#include "simulator/web/stream.h"
 
 namespace
 {
 
 constexpr char usage[] = "usage: web-server --listen-fd N --www FOLDER [--access FOLDER]\n";
+
+constexpr std::size_t threads = 32;  // each open stream takes one
 
 // Nothing but the page's own files and its own server; the LuCI view brings no page of its own.
 constexpr char policy[] =
@@ -69,6 +72,11 @@ int main(int argc, char **argv)
     server.Post("/ubus", [&](const httplib::Request &request, httplib::Response &response) {
         response.set_content(rpc_answer(sessions, request.body), "application/json");
     });
+    server.Get("/ubus/subscribe/([^/]+)",
+               [&](const httplib::Request &request, httplib::Response &response) {
+                   stream_answer(sessions, request, response);
+               });
+    server.new_task_queue = [] { return new httplib::ThreadPool(threads); };
     running = &server;
     for (const int number : {SIGINT, SIGTERM})
         signal(number, [](int) { running->stop(); });

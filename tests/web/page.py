@@ -20,15 +20,15 @@ PATIENCE = 60  # s for any one condition
 NOBODY = "0" * 32
 
 
-def until(condition, what):
+def until(condition, what, patience=PATIENCE):
     """Waits for something true, and gives it."""
-    end = time.monotonic() + PATIENCE
+    end = time.monotonic() + patience
     while True:
         found = condition()
         if found:
             return found
         if time.monotonic() > end:
-            raise AssertionError(f"not in {PATIENCE} s: {what}")
+            raise AssertionError(f"not in {patience} s: {what}")
         time.sleep(0.05)
 
 
@@ -129,6 +129,10 @@ class Page:
     def button(self, text):
         return until(lambda: [each for each in self.all("button") if each.text == text],
                      f"button {text}")[0]
+
+    def answer(self, text):
+        """Presses a button of the dialogue."""
+        self.one("dialog").find_element(By.XPATH, f".//button[text()='{text}']").click()
 
     def text(self):
         return self.driver.find_element(By.TAG_NAME, "body").text

@@ -131,16 +131,6 @@ const shipped = ['page', 'luci'].flatMap((part) => {
         .sort().map((name) => ({name, content: readFileSync(new URL(name, folder))}));
 });
 
-test('words: each is used', () => {
-    const code = shipped.filter(({name}) => name.endsWith('.js') && !name.startsWith('words')).map(({content}) => content).join('');
-    // Those that are put together from the daemon's own words.
-    const daemons = ['stateOp', 'stateInit', 'stateNosim', 'stateError', 'errorNo_answer', 'errorSim_removed', 'errorSim_locked',
-        'errorSim_crash', 'errorFatal', 'inserted', 'empty', 'connected', 'disconnected', ...Object.keys(en).filter((name) => name.startsWith('modem_'))];
-    const unused = Object.keys(en).filter((name) => !daemons.includes(name) &&
-        !new RegExp(`(words\\.|['\\s])${name}\\b`).test(code.replaceAll(/^import.*|\/\/.*/gm, '')));
-    assert.deepEqual(unused, []);
-});
-
 test('size: all that is shipped, as it is and gzipped as one', () => {
     const all = Buffer.concat(shipped.map(({content}) => content));
     assert.ok(shipped.length > 20 && all.length <= 60000, `${all.length} octets`);

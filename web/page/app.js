@@ -23,7 +23,6 @@ const TABS = [
 	['terminal', terminal, ['at_send']],
 ];
 
-// Reads what has arrived in the ring since the last look.
 async function readMessages(store, transport, counter) {
 	const {isCounted, position} = store.state;
 	if (isCounted && counter === position) return;
@@ -54,6 +53,7 @@ function createAsk(store, transport, can, expired) {
 			}
 			if (can('sms_get')) await readMessages(store, transport, counter);
 			if (!can('get')) store.dispatch({type: 'failed', kind: 'good'});
+			return true;
 		} catch (error) {
 			store.dispatch({type: 'failed', kind: error.kind ?? 'failed'});
 			if (error.kind === 'expired') expired();
@@ -118,7 +118,13 @@ export async function mount(root, {address = '/ubus', session, expired, head = '
 	const granted = methodsOf(await transport.rights());
 	const can = (method) => granted.has(method) || granted.has('*');
 	const store = createStore();
-	const poller = createPoller(createAsk(store, transport, can, () => { stop(); expired(); }));
+	const poller = createPoller(createAsk(store, transport, can, () => { stop(); expired(); }), {
+		listen: can('get') && can(':subscribe') ? transport.listen : undefined,
+		push(change) {
+			store.dispatch({type: 'changed', change, at: Date.now()});
+			if (change.info?.sms) poller.now();
+		},
+	});
 	const app = {words, transport, can, dispatch: store.dispatch, changed: poller.now};
 	const views = TABS.filter(([, , methods]) => methods.some(can))
 		.map(([name, create]) => ({name, view: create(app)}));

@@ -17,7 +17,7 @@ export const el = (tag, attributes = {}, ...children) =>
 export const svg = (tag, attributes = {}, ...children) =>
 	fill(document.createElementNS(SVG, tag), attributes, children);
 
-// Sets a text only when it differs, so that a screen reader is not told the same again.
+// A screen reader is not told the same again.
 export function say(node, text) {
 	if (node.textContent !== text) node.textContent = text;
 }
@@ -32,7 +32,6 @@ export const useHead = (tag) => { head = tag; };
 export const section = (title, ...children) =>
 	el('section', {class: 'cbi-section'}, el(head, {}, title), el('div', {class: 'cbi-section-node'}, children));
 
-// A row with a label that belongs to its field.
 let lastId = 0;
 export function field(label, control, note) {
 	control.id ||= `modem-${++lastId}`;
@@ -46,7 +45,6 @@ export const button = (text, action, style = '') =>
 export const submitter = (text) => el('button', {class: 'btn cbi-button cbi-button-apply'}, text);
 export const input = (attributes) => el('input', {type: 'text', class: 'cbi-input-text', ...attributes});
 
-// A table of the values that are named; `show` writes one.
 export function facts(words, names) {
 	const cells = new Map();
 	const rows = names.split(' ').map((name) => {
@@ -66,7 +64,6 @@ export function facts(words, names) {
 	};
 }
 
-// Asks before something that cannot be taken back.
 export function ask(words, question, action) {
 	return new Promise((resolve) => {
 		const close = (answer) => () => {

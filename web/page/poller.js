@@ -1,33 +1,50 @@
 // SPDX-License-Identifier: ISC
-// Asks again and again, one call at a time, and only while somebody looks.
-export function createPoller(ask, {interval = 2000, page = document} = {}) {
-	let timer = 0;
-	let isBusy = false;
-	let isStopped = true;
+// Asks again and again, one call at a time, and only while somebody looks; seldom while the server
+// pushes what changes.
+export function createPoller(ask, {interval = 2000, calm = 5000, listen, push, page = document} = {}) {
+	let timer = 0, stream;
+	let isStopped = true, isBusy = false, isOpen = false;
+	let isLate = false;  // the answer under way may be outdated
 
 	async function turn() {
 		clearTimeout(timer);
-		if (isBusy || isStopped || page.hidden) return;
+		isLate = isBusy;
+		if (isBusy) return;
+		if (isStopped || page.hidden) {
+			stream = stream?.abort();
+			return;
+		}
 		isBusy = true;
+		let isGood = false;
 		try {
-			await ask();
+			isGood = await ask();
 		} finally {
 			isBusy = false;
-			if (!isStopped && !page.hidden) timer = setTimeout(turn, interval);
+			if (!isGood) stream?.abort();
+			else if (listen) stream ??= follow();
+			timer = setTimeout(turn, isLate ? 0 : isOpen ? calm : interval);
 		}
 	}
-	const look = () => void turn();
+
+	// One try each time the page comes into sight.
+	function follow() {
+		const control = new AbortController();
+		const take = (change) => { isLate = isBusy; push(change); };
+		listen(take, () => { isOpen = true; turn(); }, control.signal).catch(() => {})
+			.then(() => { isOpen = false; turn(); });
+		return control;
+	}
 	return {
 		start() {
 			isStopped = false;
-			page.addEventListener('visibilitychange', look);
-			look();
+			page.addEventListener('visibilitychange', turn);
+			turn();
 		},
 		stop() {
 			isStopped = true;
-			clearTimeout(timer);
-			page.removeEventListener('visibilitychange', look);
+			page.removeEventListener('visibilitychange', turn);
+			turn();
 		},
-		now: look,
+		now: turn,
 	};
 }

@@ -21,7 +21,6 @@ export class RpcError extends Error {
 const KINDS = new Map([[-32000, 'absent'], [-32001, 'expired'], [-32002, 'denied'],
 	[-32003, 'silent'], [4, 'absent'], [6, 'denied'], [7, 'silent']]);
 
-// The reply of one answer; throws what it is otherwise.
 function replyOf(answer) {
 	if (answer?.error) throw new RpcError(KINDS.get(answer.error.code) ?? 'failed', answer.error.message);
 	const [status, reply] = answer?.result ?? [9];
@@ -83,7 +82,7 @@ export function createTransport({address, session, fetch = (...args) => globalTh
 				throw error instanceof RpcError ? await explain(error) : error;
 			}
 		},
-		// Calls of one method of the daemon, answered in order by replies.
+		// Calls of one method of the daemon.
 		async batch(method, list) {
 			if (list.length === 0) return [];
 			const answers = await post(list.map((args) => request(OBJECT, method, args)), cp1251);
@@ -96,6 +95,22 @@ export function createTransport({address, session, fetch = (...args) => globalTh
 		daemon(method, args = {}) {
 			return this.call(OBJECT, method, args);
 		},
+		// Gives `take` the changes of the status, from `opened` on, until the stream ends.
+		async listen(take, opened, signal) {
+			const {ok, body} = await fetch(`${address.replace(/\/$/, '')}/subscribe/${OBJECT}`,
+				{headers: {Authorization: `Bearer ${session()}`}, signal});
+			if (!ok) return;
+			opened();
+			const reader = body.getReader();
+			for (let text = '', part; !(part = await reader.read()).done;) {
+				const events = (text + cp1251.decode(part.value)).split('\n\n');
+				text = events.pop();
+				for (const event of events) {
+					const [head, data] = event.split('\ndata: ');
+					if (head === 'event: status') take(JSON.parse(data));
+				}
+			}
+		},
 		// A new session, as the server describes it; `denied` for a wrong name or password.
 		login: (username, password) => raw('session', 'login', {username, password}),
 		rights: () => raw('session', 'access', {ubus_rpc_session: session()}),
@@ -103,7 +118,6 @@ export function createTransport({address, session, fetch = (...args) => globalTh
 	};
 }
 
-// The methods of the daemon that the description of a session grants.
 export function methodsOf(description) {
 	const ubus = (description.acls ?? description).ubus ?? {};
 	return new Set([...(ubus[OBJECT] ?? []), ...(ubus['*'] ?? [])]);

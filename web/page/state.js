@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: ISC
-// The page's one state, and every way it changes: pure functions from a state and an event to the
-// next state. Times are milliseconds.
+// The page's one state: pure functions from a state and an event to the next one. Times are ms.
 export const HISTORY = 10 * 60 * 1000;
 export const SIGNALS = {
 	'2g/GSM': ['rssi'],
@@ -32,9 +31,11 @@ function takeStatus(state, {reply, at}) {
 		samples: [...samples, sampleOf(info, at)]};
 }
 
-// Which positions of the ring wait to be read when the counter shows `counter`, in order of arrival,
-// and how many went by unread: after position 32 comes 1, and then only the ids up to the counter
-// can be read.
+const merge = (old, change) => typeof change === 'string' ? change : {...old,
+	...Object.fromEntries(Object.entries(change).map(([name, part]) => [name, merge(old?.[name], part)]))};
+
+// Positions of the ring to be read when the counter shows `counter`, and how many went by unread:
+// after 32 comes 1, and then only those up to the counter can be read.
 export function unread(state, counter, size = 32) {
 	const upTo = (first) => Array.from({length: Math.max(0, counter - first + 1)}, (_, i) => first + i);
 	if (counter >= state.position) return {ids: upTo(state.position + 1), lost: 0};
@@ -52,6 +53,7 @@ function takeMessages(state, {counter, replies, lost, at}) {
 const reducers = {
 	asked: (state, {at}) => ({...state, askedAt: at}),
 	status: takeStatus,
+	changed: (state, {change, at}) => ({...takeStatus(state, {reply: merge(state.status, change), at}), askedAt: state.askedAt}),
 	failed: (state, {kind}) => ({...state, link: kind, askedAt: 0}),
 	messages: takeMessages,
 	seen: (state) => ({...state,
@@ -76,7 +78,7 @@ export function createStore() {
 	};
 }
 
-// Degrees from the receiver's ddmm.mmmm and its half of the globe.
+// Degrees of the receiver's ddmm.mmmm.
 export function degrees(text, half) {
 	const number = Number(text);
 	const whole = Math.trunc(number / 100);
@@ -84,7 +86,6 @@ export function degrees(text, half) {
 	return half === 'south' || half === 'west' ? -value : value;
 }
 
-// The numbers of a recipient list as typed, the daemon's limit of five included.
 export const numbersOf = (text) => text.split(/[;,\n]/).map((number) => number.trim()).filter(Boolean);
 
 // One row a message, RFC 4180, for a spreadsheet: a cell never begins like a formula.

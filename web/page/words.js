@@ -5,8 +5,7 @@ import ru from './words/ru.js';
 
 const tables = {en, ru};
 
-// The table of a language, English where there is none; `words.with(name, values)` fills {0}, {1} ...
-// `words.failure(error)` tells why a call failed.
+// English for other languages; `with` fills {0}, {1} ..., `failure` tells why a call failed.
 export function wordsFor(language) {
 	const table = tables[language.slice(0, 2).toLowerCase()] ?? en;
 	return {...table, language: table === ru ? 'ru' : 'en',

@@ -78,8 +78,7 @@ function createInbox({words, can, transport, dispatch, changed}) {
 		el('p', {}, el('small', {}, words.ringNote)))};
 }
 
-// One call a number: five numbers in one call may take longer than the web server waits, and a
-// repeat costs money. What was sent leaves the field, what was not stays in it.
+// One call a number: five in one may take longer than the web server waits, and a repeat costs money.
 function createForm({words, transport}) {
 	const numbers = input({autocomplete: 'tel', inputmode: 'tel'});
 	const text = el('textarea', {class: 'cbi-input-textarea', rows: 4, oninput: check});

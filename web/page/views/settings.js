@@ -3,8 +3,7 @@
 import {ask, button, el, field, input, say, section, toggle} from '../dom.js';
 import {lacking} from '../text.js';
 
-// Path below settings.modem, and the words; without words any text. With modem_ before it the path
-// is the argument of `set`.
+// Path below settings.modem, behind modem_ the argument of `set`, and its words; without them any text.
 const OPTIONS = [
 	['slot', '1 2'],
 	['rs485_pull', 'down up'],
@@ -38,7 +37,7 @@ export function createView({words, can, transport, changed}) {
 	const save = button(words.save, () => void send(), 'cbi-button-apply');
 	const again = button(words.reinit, () => void reinit(), 'cbi-button-negative');
 
-	// Which options there are is the configuration's to say; unasked, all are shown.
+	// Which options there are is the configuration's to say.
 	async function hideMissing() {
 		try {
 			const {values} = await transport.call('uci', 'get', {config: 'kelvantorium'});
@@ -85,13 +84,12 @@ export function createView({words, can, transport, changed}) {
 			counter = reinit_counter;
 			if (isInit) return;
 			const settings = status.settings.modem;
-			for (const {path, control} of rows) {
-				const is = at(settings, path);
-				if (known === null || control.value === at(known, path)) control.value = is;
-			}
+			for (const {path, control} of rows)
+				if (known === null || control.value === at(known, path)) control.value = at(settings, path);
 			known = settings;
-			if (isOver) say(told, state === 'op' ? words.applied : words.with('notApplied', `${state}: ${reason}`));
-			if (isOver) followed = null;
+			if (!isOver) return;
+			followed = null;
+			say(told, state === 'op' ? words.applied : words.with('notApplied', `${state}: ${reason}`));
 		},
 	};
 }

@@ -4,21 +4,13 @@ import {createChart, unitOf} from '../chart.js';
 import {button, el, facts, say, section, toggle} from '../dom.js';
 import {SIGNALS, degrees} from '../state.js';
 
-const LEVELS = ['no signal', 'weak', 'medium', 'good', 'excellent'];
+const BARS = {'no signal': '', weak: '▂', medium: '▂▄', good: '▂▄▆', excellent: '▂▄▆█'};
 const USUAL = 30;  // s that an initialisation takes as a rule
 const capital = (word) => word[0].toUpperCase() + word.slice(1);
-const known = (text) => (text === 'none' ? null : text);
+const showKnown = (table, names, values) => {
+	for (const name of names.split(' ')) table.show(name, values[name] === 'none' ? null : values[name]);
+};
 
-function createBar() {
-	const bars = [1, 2, 3, 4].map((n) => el('span', {class: `bar bar${n}`}));
-	const node = el('span', {class: 'modem-level', role: 'img'}, bars);
-	return {node, show(level, text) {
-		node.setAttribute('aria-label', text);
-		bars.forEach((bar, n) => bar.classList.toggle('lit', n < LEVELS.indexOf(level)));
-	}};
-}
-
-// The rows of signal values; choosing one shows it in the chart.
 function createSignals(words, choose) {
 	const rows = new Map(Object.keys(words).filter((name) => Object.values(SIGNALS).flat().includes(name))
 		.map((name) => {
@@ -46,10 +38,10 @@ export function createView({words}) {
 	const progressText = el('span');
 	const initialisation = el('p', {}, progress, ' ', progressText);
 	const general = facts(words, 'exactState slot1 slot2 imsi iccid model firmware imei reinits received');
-	const network = facts(words, 'connection provider technology level ip gateway');
-	const bar = createBar();
+	const network = facts(words, 'connection provider type level ip gateway');
+	const bars = el('span', {'aria-hidden': 'true'});
 	const levelText = el('span');
-	network.cell('level').append(bar.node, ' ', levelText);
+	network.cell('level').append(bars, ' ', levelText);
 	const signals = createSignals(words, (name) => { chosen = name; show(state); });
 	const chart = createChart(words);
 	const gnss = facts(words, 'fix coordinates altitude satellites time');
@@ -70,20 +62,17 @@ export function createView({words}) {
 			const is = modem[`slot${n}_state`];
 			general.show(`slot${n}`, (words[is] ?? is) + (slot === n ? `, ${words.selected}` : ''));
 		}
-		for (const name of ['imsi', 'iccid']) general.show(name, known(sim[name]));
-		for (const name of ['model', 'firmware', 'imei']) general.show(name, known(modem[name]));
+		showKnown(general, 'imsi iccid', sim);
+		showKnown(general, 'model firmware imei', modem);
 		general.show('reinits', kelvantorium.reinit_counter);
 		general.show('received', sms.recv_counter);
 	}
 
 	function showNetwork(values, samples) {
 		network.show('connection', words[values.state] ?? values.state);
-		network.show('provider', known(values.provider));
-		network.show('technology', known(values.type));
-		bar.show(values.level, words[values.level] ?? values.level);
+		showKnown(network, 'provider type ip gateway', values);
+		say(bars, BARS[values.level]);
 		say(levelText, words[values.level] ?? values.level);
-		network.show('ip', known(values.ip));
-		network.show('gateway', known(values.gateway));
 		const names = SIGNALS[values.type] ?? [];
 		if (names.length > 0 && !names.includes(chosen)) [chosen] = names;
 		signals.show(values, chosen);

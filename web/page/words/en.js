@@ -21,7 +21,7 @@ export default {
 	reinits: 'Initialisations since the start', received: 'Position of the newest message',
 
 	network: 'Network', connection: 'Connection', connected: 'connected', disconnected: 'not connected',
-	provider: 'Operator', technology: 'Technology', level: 'Level', 'no signal': 'no signal', weak: 'weak',
+	provider: 'Operator', type: 'Technology', level: 'Level', 'no signal': 'no signal', weak: 'weak',
 	medium: 'medium', good: 'good', excellent: 'excellent', ip: 'Address', gateway: 'Gateway',
 	rssi: 'RSSI', rsrp: 'RSRP', rsrq: 'RSRQ', sinr: 'SINR', rscp: 'RSCP', ecio: 'Ec/Io',
 	chart: '{0}, last ten minutes', chartText: '{0}: now {1} {2}, lowest {3}, highest {4}', noChart: 'No signal to show yet',
@@ -32,7 +32,7 @@ export default {
 	noMessages: 'No messages.', noneFound: 'No message holds that.', search: 'Search', copy: 'Copy', copied: 'Copied',
 	exportCsv: 'Export as CSV', clear: 'Delete all', clearQuestion: 'Delete all messages from the router?',
 	isNew: 'new', position: 'Position', number: 'Number', text: 'Text', received_at: 'Time',
-	ringNote: 'The router keeps 32 messages, then begins again at position 1 and gives out only those up to the newest. This page keeps what it has read until it is closed.',
+	ringNote: 'The router keeps 32 messages, then begins again at position 1. What was read stays here until the page is closed.',
 	lost: '{0} messages went by unread.',
 	send: 'Send', sendTitle: 'New message', numbers: 'Numbers', numbersNote: 'Up to five, separated by ;',
 	tooMany: 'Five numbers at most.', count: '{0} characters; one message takes {1}, the field {2}',
