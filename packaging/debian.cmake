@@ -23,12 +23,16 @@ file(CREATE_LINK /var/lib/kelvantorium/${list} ${CMAKE_CURRENT_BINARY_DIR}/${lis
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${list} DESTINATION share/kelvantorium/root)
 install(PROGRAMS ${files}/kelvantorium-reinit DESTINATION libexec)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelvantorium.service systemd/kelvantorium-heal.service
+    systemd/kelvantorium-watch.service metrics/kelvantorium-metrics.service
     DESTINATION ${system}/lib/systemd/system)
 # After the rules that name the modem (60-serial).
 install(FILES systemd/kelvantorium.rules
     DESTINATION ${system}/lib/udev/rules.d RENAME 90-kelvantorium.rules)
 install(FILES systemd/kelvantorium.sysusers
     DESTINATION lib/sysusers.d RENAME kelvantorium.conf)
+install(FILES metrics/kelvantorium-metrics.sysusers
+    DESTINATION lib/sysusers.d RENAME kelvantorium-metrics.conf)
+install(FILES ../docs/kelvantorium-metrics.1 DESTINATION share/man/man1)
 
 set(bus COMPONENT platform EXCLUDE_FROM_ALL)
 install(FILES systemd/ubus.service DESTINATION ${system}/lib/systemd/system ${bus})
