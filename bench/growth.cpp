@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: ISC
 // What stays after long use: memory and descriptors, and who asks the heap after the start. The
 // daemon without its waits runs through loads that would take hours otherwise.
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
@@ -150,6 +152,59 @@ bool measure_growth(growth_router &router, const bench_options &options)
     return true;
 }
 
+// A subscriber that is stopped once it has been told the whole status; -1 when it is not told.
+pid_t start_stopped()
+{
+    constexpr char told[] = "/run/told";
+    const pid_t pid = process_start({PROGRAMS "/ubus", "subscribe", "kelvantorium"}, {.out = told});
+    if (!wait_until([&] { return !read_file(told).empty(); })) return -1;
+    (void)kill(pid, SIGSTOP);
+    return pid;
+}
+
+// Each message changes the counter, and is told of: two notifications.
+bool measure_stopped(growth_router &router, const bench_options &options)
+{
+    constexpr std::size_t part = 500;
+    const std::size_t times = options.times(10000, part);
+    const std::string figure = std::to_string(times) + " messages, a subscriber stopped: ";
+    double seconds[2] = {};
+    double most = 0;
+    double growth = 0;
+    const pid_t broker = router.parts.pid(router_part::broker);
+    const double before = bench_usageof(broker).anonymous;
+    for (const bool isstopped : {false, true}) {
+        const pid_t subscriber = isstopped ? start_stopped() : 0;
+        if (subscriber < 0) return false;
+        const double anonymous = bench_usageof(router.daemon()).anonymous;
+        const double start = bench_now();
+        bool done = true;
+        for (std::size_t i = 0; i < times && done; i += part) {
+            done = receive(router, part);
+            most = std::max(most, bench_usageof(broker).anonymous);
+        }
+        seconds[isstopped ? 1 : 0] = bench_now() - start;
+        growth = bench_usageof(router.daemon()).anonymous - anonymous;
+        if (isstopped) {
+            (void)kill(subscriber, SIGCONT);
+            (void)process_stop(subscriber, SIGTERM, 5s);
+        }
+        if (!done) return false;
+    }
+    bench_print({.figure = figure + "their time over that without",
+                 .unit = "",
+                 .beside = "without: " + bench_text(seconds[0]),
+                 .limit = 1.1},
+                seconds[1] / seconds[0]);
+    bench_print({.figure = figure + "growth of the daemon", .unit = "kB", .limit = 0}, growth);
+    bench_print({.figure = figure + "most of the broker",
+                 .unit = "kB",
+                 .beside = "before: " + bench_text(before, "kB"),
+                 .limit = 4096},
+                most);
+    return true;
+}
+
 // Shared with the daemon's counter of requests.
 const heap_counts *share_counts()
 {
@@ -173,6 +228,9 @@ void bench_growth(bench_options &options)
     if (counts->requests[0] != 1) return bench_nottaken(figure, "the record was not seen");
     const heap_counts before = *counts;
     if (!measure_growth(router, options)) return;
+    if (!measure_stopped(router, options))
+        return bench_nottaken("a stopped subscriber",
+                              "subscriber or messages did not come through");
     bench_row row = {.figure = figure, .unit = "", .beside = "of the libraries:", .limit = 0};
     for (std::size_t i = 1; i < HEAP_OTHERS; i++)
         row.beside += std::string(i > 1 ? ", " : " ") + (heap_owners[i] + 1) + " " +

@@ -113,7 +113,10 @@ bool measure_starts(running_router &router)
 }
 
 // Requests without end: each pass catches one at its very beginning and keeps it to its end.
-bool measure_pass(running_router &router, int capacity, std::size_t passes)
+bool measure_pass(running_router &router,
+                  int capacity,
+                  std::size_t passes,
+                  const char *condition = "")
 {
     (void)router.bus->call("simulator", "storage", {{"capacity", capacity}});
     const int expected = passcommands + capacity;
@@ -135,16 +138,16 @@ bool measure_pass(running_router &router, int capacity, std::size_t passes)
         return true;
     }
     const double least = expected * (router.options.bare + exchangepause);
-    bench_row row = {
-        .figure = "pass of 5 + " + std::to_string(capacity) + " commands, longest wait of a get",
-        .beside = "floor: bare exchanges and pauses: " + bench_text(least)};
+    bench_row row = {.figure = "pass of 5 + " + std::to_string(capacity) +
+                               " commands, longest wait of a get" + condition,
+                     .beside = "floor: bare exchanges and pauses: " + bench_text(least)};
     if (capacity == 40) row.limit = 54e-3;
     bench_print(row, waits);
     return true;
 }
 
 // While nobody asks. A stolen core counts as used by whoever runs, hence the samples.
-void measure_processor(running_router &router, std::size_t passes)
+void measure_processor(running_router &router, std::size_t passes, const char *condition = "")
 {
     bench_samples times;
     for (std::size_t i = 0; i < passes; i++) {
@@ -155,8 +158,10 @@ void measure_processor(running_router &router, std::size_t passes)
         const double time = bench_usageof(router.daemon()).seconds - used;
         times.all.push_back({start, bench_now(), time / (router.commands() - commands)});
     }
-    bench_print({.figure = "processor time per command of the running poll", .limit = 80e-6},
-                times);
+    bench_print(
+        {.figure = std::string("processor time per command of the running poll") + condition,
+         .limit = 80e-6},
+        times);
 }
 
 // A silent port ends in "error", where the poll idles; the status keeps its texts.
@@ -235,6 +240,19 @@ void measure_memory(running_router &router, pid_t peer)
                 own.anonymous);
 }
 
+// The same passes while somebody is subscribed, and nothing changes.
+bool measure_subscribed(running_router &router)
+{
+    constexpr char condition[] = ", a subscriber";
+    const pid_t reader =
+        process_start({PROGRAMS "/ubus", "subscribe", "kelvantorium"}, {.out = "/dev/null"});
+    const bool done = measure_pass(router, 40, router.options.times(60, 3), condition);
+    (void)router.bus->call("simulator", "storage", {{"capacity", 255}});
+    measure_processor(router, router.options.times(10, 3), condition);
+    (void)process_stop(reader, SIGTERM, 5s);
+    return done;
+}
+
 void measure_all(running_router &router, pid_t peer)
 {
     if (!router.becomes("info.network.state", "connected"))
@@ -245,6 +263,7 @@ void measure_all(running_router &router, pid_t peer)
         !measure_pass(router, 255, options.times(20, 2)))
         return bench_nottaken("steady pass", "a get failed");
     measure_processor(router, options.times(10, 3));
+    if (!measure_subscribed(router)) return bench_nottaken("with a subscriber", "a get failed");
     measure_memory(router, peer);
     if (!enter_error(router)) return;
     measure_idle(router);
