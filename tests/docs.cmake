@@ -7,6 +7,9 @@ endif()
 add_test(NAME docs.tellTheTruth
     COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/docs ${PROJECT_BINARY_DIR})
 set_tests_properties(docs.tellTheTruth PROPERTIES TIMEOUT 600)
+add_test(NAME docs.recipes
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tests/docs/recipes ${PROJECT_BINARY_DIR})
+set_tests_properties(docs.recipes PROPERTIES TIMEOUT 1200)
 # A wrong line that scripts/mutate could not make would be taken for one that the tests notice.
 add_test(NAME mutations.apply
     COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/scripts/mutate --check)

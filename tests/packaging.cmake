@@ -8,6 +8,7 @@ set(packaging_facts
     changedSettingsWaitForRunningInitialisation
     returnedModemHealsOnlyFromError
     healingIsRateLimitedAndEnds
+    watcherOrdersWithGrowingPauses
     portsAreNamedByWhatTheyAre
     namesOfOthersAreLeftAlone
     hotplugNamesPortsThenHeals

@@ -8,13 +8,10 @@ add_executable(sms_tests
     sms/deliver_test.cpp
     sms/list_test.cpp
     sms/receive_test.cpp
-    sms/save_test.cpp
-    sms/submit_test.cpp
-    sms/table_test.cpp
     sms/text_test.cpp
 )
 target_link_libraries(sms_tests PRIVATE daemon_objects test_support)
 target_link_options(sms_tests PRIVATE
     -Wl,--wrap=write,--wrap=fsync,--wrap=close,--wrap=rename,--wrap=sync)
-target_compile_definitions(sms_tests PRIVATE SMS_TABLE="${PROJECT_SOURCE_DIR}/docs/sms.md")
+target_compile_definitions(sms_tests PRIVATE DOCUMENTS="${PROJECT_SOURCE_DIR}/docs")
 gtest_discover_tests(sms_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)

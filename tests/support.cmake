@@ -6,7 +6,7 @@ endif()
 add_library(test_support STATIC support/main.cpp support/router.cpp)
 target_include_directories(test_support PUBLIC ${PROJECT_SOURCE_DIR})
 target_link_libraries(test_support PUBLIC router_parts sandbox GTest::gtest)
-target_compile_definitions(test_support PRIVATE ROUTER_PROGRAMS="${PROJECT_BINARY_DIR}")
+target_compile_definitions(test_support PUBLIC ROUTER_PROGRAMS="${PROJECT_BINARY_DIR}")
 
 # Started by the tests, not linked to them.
 add_custom_target(router_programs)

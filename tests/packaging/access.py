@@ -1,16 +1,18 @@
 # SPDX-License-Identifier: ISC
-"""The access files name every method of the object once, nothing else, and grant no program. The web
-page of who may change settings also asks which options there are."""
+"""The access files name every method of the object and its notifications once, nothing else, and
+grant no program. The web page of who may change settings also asks which options there are."""
 import glob
 import json
 import sys
 
-METHODS = ["at_send", "get", "reinit", "set", "sms_clear", "sms_get", "sms_send", "ussd_send"]
+METHODS = [":subscribe", "at_send", "get", "reinit", "set", "sms_clear", "sms_get", "sms_send", "ussd_send"]
 
 broker = {}
 for path in glob.glob(sys.argv[1] + "/acl.d/*.json"):
     grant = json.load(open(path))
-    broker[grant.pop("group")] = sorted(grant["access"].pop("kelvantorium")["methods"])
+    methods = grant["access"].pop("kelvantorium")["methods"]
+    methods += [":subscribe" for name in grant.pop("subscribe", []) if name == "kelvantorium"]
+    broker[grant.pop("group")] = sorted(methods)
     assert grant == {"access": {}}, path
 assert sorted(sum(broker.values(), [])) == METHODS, broker
 

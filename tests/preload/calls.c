@@ -241,7 +241,7 @@ WRAP(int, pipe, (int fds[2]), (fds), -1, "", "")
 WRAP(int, timerfd_create, (int clock, int flags), (clock, flags), -1, "", " %d", clock)
 WRAP(int, tcsetattr, (int fd, int actions, const struct termios *to), (fd, actions, to), -1,
      target_of(fd),
-     " %s %x %x %x %x", target, to->c_iflag, to->c_oflag, to->c_cflag, to->c_lflag)
+     " %s %u %u %u %u", target, to->c_iflag, to->c_oflag, to->c_cflag, to->c_lflag)
 WRAP(int, pthread_setschedparam, (pthread_t thread, int policy, const struct sched_param *param),
      (thread, policy, param), EPERM, "",
      " %s %d %d", thread == pthread_self() ? "itself" : "another", policy, param->sched_priority)

@@ -20,8 +20,6 @@ link_calls calls(running_router &router)
     return {std::atoi(reply["up"].c_str()), std::atoi(reply["down"].c_str())};
 }
 
-const std::string lostpass = watchpass + " AT+COPS?";
-
 const condition unregistered = fault("AT+COPS?", "reply", 1, "\r\n+COPS: 0\r\n\r\nOK\r\n");
 constexpr char notfound[] = "err modem_lteup: ubus_lookup_id didn't find network.interface.usb0";
 
@@ -33,7 +31,7 @@ TEST(link, everyLossIsOneDownAndEveryReturnOneUp)
     EXPECT_EQ(calls(router), link_calls(up, down)) << "start";
     const condition losses[] = {
         fault("AT+COPS?", "error", 1), fault("AT+CPSI?", "error", 1),
-        fault("AT+CPSI?", "reply", 1, "\r\n+CPSI: NO SERVICE,Online\r\n\r\nOK\r\n")};
+        fault("AT+CPSI?", "reply", 1, "\r\n+CPSI: NO SERVICE,Online\r\n\r\nOK\r\n"), unregistered};
     for (const condition &loss : losses) {
         arrange(router, {loss});
         EXPECT_TRUE(wait_until([&] { return calls(router).second > down; }));
@@ -48,74 +46,40 @@ TEST(link, everyLossIsOneDownAndEveryReturnOneUp)
         router.renew();
         EXPECT_EQ(calls(router), link_calls(++up, ++down));
     }
+    // Down at once, but the words wait for the answer that never comes.
+    arrange(router, {fault("AT+COPS=0", "silence"), unregistered});
+    EXPECT_TRUE(router.becomes(errorpath, "no_answer"));
+    EXPECT_EQ(calls(router), link_calls(up, ++down));
+    EXPECT_EQ(router.status("info.network.state"), "connected");
     EXPECT_EQ(router.stopdaemon(), 0);
     EXPECT_EQ(calls(router), link_calls(up, ++down));
 }
 
-TEST(link, unregisteredModemIsTakenDownOnceAndAtOnce)
-{
-    running_router router;
-    arrange(router, {{"radio", {{"registered", false}}}});
-    EXPECT_TRUE(router.becomes("info.network.state", "disconnected"));
-    (void)router.steadypass();
-    EXPECT_EQ(calls(router), link_calls(1, 2));
-
-    arrange(router, {{"radio", {{"registered", true}}}});
-    EXPECT_TRUE(router.settles());
-    EXPECT_EQ(calls(router), link_calls(2, 2));
-    // Down at once, but the words wait for the answer that never comes.
-    arrange(router, {fault("AT+COPS=0", "silence"), unregistered});
-    EXPECT_TRUE(router.becomes(errorpath, "no_answer"));
-    EXPECT_EQ(calls(router), link_calls(2, 3));
-    EXPECT_EQ(router.status("info.network.state"), "connected");
-}
-
 TEST(link, connectsOnceAddressAndOwnRouteAreThere)
 {
-    running_router router;
-    router.network("behave", {{"no_address", true}});
-    EXPECT_EQ(ask(router, "reinit"), "ok");
-    EXPECT_TRUE(wait_until([&] { return calls(router).first == 2; }));
-    const auto waits = [&] {
-        return router.steadypass() == lostpass && router.status("info.network.ip") == "none";
+    const std::pair<bus_arguments, const char *> rows[] = {
+        {{{"no_address", true}}, "none none"},
+        {{{"no_route", true}}, "none none"},
+        {{{"other_route", true}}, "none none"},
+        {{{"delay_ms", 50}}, "203.0.113.2 203.0.113.1"},
     };
-    EXPECT_TRUE(waits()) << "no address";
-    ASSERT_TRUE(link_setaddress("usb0", "10.117.0.9"));
-    EXPECT_TRUE(waits()) << "no route";
-    ASSERT_TRUE(link_setaddress("modem0", "10.118.0.2") && link_addroute("modem0", "10.118.0.1"));
-    EXPECT_TRUE(waits()) << "another interface's route";
-    ASSERT_TRUE(link_down("modem0") && link_up("modem0") && link_addroute("usb0", "10.117.0.1"));
-    EXPECT_TRUE(router.settles());
-    EXPECT_EQ(router.status("info.network.ip"), "10.117.0.9");
-    EXPECT_EQ(router.status("info.network.gateway"), "10.117.0.1");
-    EXPECT_EQ(calls(router), link_calls(2, 2));
+    running_router router;
+    for (const auto &[behaviour, expected] : rows) {
+        SCOPED_TRACE(behaviour[0].first);
+        router.network("behave", behaviour);
+        const int former = calls(router).first;
+        EXPECT_EQ(ask(router, "reinit"), "ok");
+        EXPECT_TRUE(wait_until([&] { return calls(router).first > former; }));
+        if (expected[0] == 'n')
+            EXPECT_EQ(router.steadypass(), lostpass);
+        else
+            EXPECT_TRUE(router.settles());
+        const bus_reply report = router.call("get");
+        EXPECT_EQ(report["info.network.ip"] + " " + report["info.network.gateway"], expected);
+    }
     ASSERT_TRUE(link_setaddress("usb0", "10.117.0.10"));
     (void)router.steadypass();
-    EXPECT_EQ(router.status("info.network.ip"), "10.117.0.9") << "read once";
-}
-
-TEST(link, interfaceAndAddressAreTheModems)
-{
-    running_router router;
-    EXPECT_EQ(router.status("info.network.ip"), "203.0.113.2");
-    EXPECT_EQ(router.status("info.network.gateway"), "203.0.113.1");
-    EXPECT_EQ(ask(router, "set", {{"modem_network_iparea", "private"}}), "ok");
-    EXPECT_TRUE(router.settles());
-    EXPECT_EQ(router.status("info.network.ip"), "10.117.0.2");
-
-    EXPECT_EQ(ask(router, "at_send", {{"cmd", "AT+DIALMODE=1"}}), "ok");
-    arrange(router, {unregistered});
-    EXPECT_TRUE(router.becomes("info.network.state", "disconnected"));
-    EXPECT_EQ(router.steadypass(), lostpass) << "registered, but no data connection";
-    EXPECT_EQ(ask(router, "at_send", {{"cmd", "AT+DIALMODE=0"}}), "ok");
-    EXPECT_TRUE(router.settles());
-
-    arrange(router, {{"unplug"}});
-    EXPECT_TRUE(wait_until([] { return !link_exists("usb0"); }));
-    EXPECT_TRUE(router.becomes(errorpath, "no_answer"));
-    arrange(router, {{"replug"}});
-    EXPECT_TRUE(wait_until([] { return link_exists("usb0"); }));
-    router.renew();
+    EXPECT_EQ(router.status("info.network.ip"), "203.0.113.2") << "read once";
 }
 
 TEST(link, missingNetworkServiceIsLoggedOncePerCall)

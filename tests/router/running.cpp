@@ -4,30 +4,28 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
+
+#include "simulator/modem/pdu.h"
 
 using namespace std::chrono_literals;
 
 namespace
 {
 
-constexpr char prefixname[] = "VIRTUAL_ROUTER_PREFIX";
 constexpr char orderpath[] = "/run/failing";
 constexpr char recordpath[] = "/run/calls";
-constexpr char librarypath[] = "/run/calls.so";
 constexpr char passhead[] = "AT+CADC=2";
 constexpr std::size_t longestpass = 64;  // commands
 
-void putenvironment(const char *name, const char *value)
+router_setup quickened(router_setup setup)
 {
-    if (value != nullptr)
-        setenv(name, value, 1);
-    else
-        unsetenv(name);
+    setup.daemon = "kelvantorium-fast";
+    setup.start = false;
+    return setup;
 }
 
 std::vector<std::string> passes(virtual_router &router, const router_mark &since)
@@ -45,41 +43,34 @@ std::vector<std::string> passes(virtual_router &router, const router_mark &since
 
 }  // namespace
 
-call_watch::call_watch(bool recorded)
+std::string watching(bool recorded)
 {
-    if (const char *former = std::getenv(prefixname)) formerprefix = former;
-    const std::string record = recorded ? std::string(" CALLS_RECORD=") + recordpath : "";
     // Neither the words of a prefix nor LD_PRELOAD can name a path with a space.
-    EXPECT_TRUE(symlink(CALLS_LIBRARY, librarypath) == 0 || errno == EEXIST);
-    putenvironment(prefixname, (std::string("env LD_PRELOAD=") + librarypath + record +
-                                " ASAN_OPTIONS=verify_asan_link_order=0 " + formerprefix)
-                                   .c_str());
-    (void)unlink(recordpath);
-    (void)unlink(orderpath);
+    EXPECT_TRUE(symlink(CALLS_LIBRARY, "/run/calls.so") == 0 || errno == EEXIST);
+    const std::string record = recorded ? std::string(" CALLS_RECORD=") + recordpath : "";
+    return "env LD_PRELOAD=/run/calls.so ASAN_OPTIONS=verify_asan_link_order=0" + record;
 }
 
-call_watch::~call_watch()
-{
-    putenvironment(prefixname, formerprefix.c_str());
-    (void)unlink(orderpath);
-}
-
-void call_watch::fail(const failing_call &call) const
+void fail(const failing_call &call)
 {
     write_file(orderpath, call.name + " " + std::to_string(call.nth) + " " +
                               std::to_string(call.error) + " " + call.text);
 }
 
-bool call_watch::isfailing() const
+bool isfailing()
 {
     return access(orderpath, F_OK) == 0;
 }
 
-std::vector<std::string> call_watch::calls(const std::string &thread) const
+std::vector<std::string> recordedcalls(const std::string &thread,
+                                       const std::set<std::string> &names)
 {
     std::vector<std::string> found;
-    for (const std::string &line : lines_of(read_file(recordpath)))
-        if (line.starts_with(thread + " ")) found.push_back(line.substr(thread.size() + 1));
+    for (const std::string &line : lines_of(read_file(recordpath))) {
+        const std::string call = line.substr(line.find(' ') + 1);
+        if (line.starts_with(thread + " ") && names.contains(call.substr(0, call.find(' '))))
+            found.push_back(call);
+    }
     return found;
 }
 
@@ -124,14 +115,21 @@ std::string ask(virtual_router &router, const std::string &method, bus_arguments
     return router.call(method, arguments)["result"];
 }
 
-running_router::running_router(const running_setup &setup)
-    : virtual_router({.config = setup.config,
-                      .daemon = "kelvantorium-fast",
-                      .profile = setup.profile,
-                      .network = setup.network,
-                      .start = false})
+void store(virtual_router &router, std::size_t index, const std::string &pdu)
 {
-    putenvironment("FAST_INTERVAL", setup.interval);
+    const bus_arguments arguments = {{"pdu", pdu}, {"index", static_cast<std::int32_t>(index)}};
+    EXPECT_EQ(router.modem("sms_pdu", arguments)["index"], std::to_string(index));
+}
+
+std::string plainpdu(const std::string &text)
+{
+    simulator::message message;
+    message.text = simulator::encode(simulator::coding::bit7, text);
+    return simulator::buildpdu(message);
+}
+
+running_router::running_router(const router_setup &setup) : virtual_router(quickened(setup))
+{
     arrange(*this, {{"radio", {{"delay", 0}}}, {"storage", {{"capacity", 2}}}});
     if (!startdaemon()) return;
     EXPECT_TRUE(wait_until([&] { return status(statepath) != "init"; }));
@@ -199,18 +197,32 @@ bool running_router::isidle()
     return commands(since).empty();
 }
 
-void expect_transition(running_router &router,
+void expect_refusals(virtual_router &router, const std::vector<refusal> &rows)
+{
+    const std::string package = read_file(router_configpath);
+    const std::string former = router.status("info.kelvantorium.reason");
+    for (const auto &[method, arguments, result] : rows) {
+        const bus_reply reply = router.call(method, arguments);
+        EXPECT_EQ(reply.status, 0);
+        EXPECT_EQ(reply.fields, (decltype(reply.fields){{"result", "error: " + result}}));
+    }
+    EXPECT_EQ(router.status("info.kelvantorium.reason"), former);
+    EXPECT_EQ(read_file(router_configpath), package);
+}
+
+void expect_transition(virtual_router &router,
                        const router_mark &since,
-                       const std::string &prevstate,
-                       const std::string &state,
+                       const std::string &states,
                        const std::string &error,
-                       const std::string &reason)
+                       const std::string &reason,
+                       const std::string &detail)
 {
     EXPECT_TRUE(router.becomes("info.kelvantorium.reason", reason));
     const bus_reply now = router.call("get");
-    EXPECT_EQ(now["info.kelvantorium.prevstate"], prevstate);
-    EXPECT_EQ(now[statepath], state);
+    EXPECT_EQ(now["info.kelvantorium.prevstate"] + "->" + now[statepath], states);
     EXPECT_EQ(now[errorpath], error);
-    const char *priority = state == "error" ? "err " : "info ";
-    EXPECT_TRUE(router.logs(priority + prevstate + "->" + state + ": " + reason, since));
+    const std::string priority = error == "fatal"             ? "emerg "
+                                 : states.ends_with(">error") ? "err "
+                                                              : "info ";
+    EXPECT_TRUE(router.logs(priority + states + ": " + reason + detail, since));
 }

@@ -3,18 +3,15 @@
 // wire.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
 #include "tests/support/router.h"
 
-struct running_setup {
-    std::string config = router_defaultconfig;
-    std::string profile = {};        // the modem's; empty: the ordinary one
-    const char *interval = nullptr;  // ms between passes; null: 20
-    bool network = true;             // there is a network service
-    bool settled = true;             // wait for full passes
-};
+// The prefix that puts tests/preload/calls.c between the daemon and the C library. `recorded`: time
+// flies for it, and its calls are written down.
+std::string watching(bool recorded = false);
 
 // The `nth` call of that name that concerns `text`: "worker", a descriptor's target, a path, the
 // octets written, or several of them in this order. An error of 0: see tests/preload/calls.c.
@@ -25,25 +22,12 @@ struct failing_call {
     int nth = 1;
 };
 
-// Stands between the daemons of routers made in its life and the C library: what it can do stands
-// in tests/preload/calls.c. `recorded`: time flies for them, and their calls are written down.
-class call_watch
-{
-public:
-    explicit call_watch(bool recorded = false);
-    ~call_watch();
-    call_watch(const call_watch &) = delete;
-    call_watch &operator=(const call_watch &) = delete;
-
-    // Lets a call fail once; whether that is still to come.
-    void fail(const failing_call &call) const;
-    bool isfailing() const;
-    // What a thread, "loop" or "worker", has asked of the system.
-    std::vector<std::string> calls(const std::string &thread) const;
-
-private:
-    std::string formerprefix;
-};
+// Lets a call of the daemon that is watched fail once; whether that is still to come.
+void fail(const failing_call &call);
+bool isfailing();
+// What a thread, "loop" or "worker", has asked of the system by calls of these names.
+std::vector<std::string> recordedcalls(const std::string &thread,
+                                       const std::set<std::string> &names);
 
 // A call to the modem simulator.
 struct condition {
@@ -68,18 +52,32 @@ void arrange(virtual_router &router, const std::vector<condition> &conditions);
 // The result of a call by a client whose name is one letter too long for the log.
 std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments = {});
 
+// Calls that are refused in these words, in this order; they change nothing.
+struct refusal {
+    std::string method;
+    bus_arguments arguments;
+    std::string result;
+};
+void expect_refusals(virtual_router &router, const std::vector<refusal> &rows);
+
+// A message in the modem at that place; one in 7 bits of the ordinary sender.
+void store(virtual_router &router, std::size_t index, const std::string &pdu);
+std::string plainpdu(const std::string &text);
+
 inline const std::string caller = "fifteen letters_client call ";
 inline constexpr char statepath[] = "info.kelvantorium.state";
 inline constexpr char errorpath[] = "info.kelvantorium.error";
 
-// What a steady pass sends without a usable card, and with a storage of two places.
+// What a steady pass sends without a usable card, without a network, and with both and a storage
+// of two places.
 inline const std::string watchpass = "AT+CADC=2 AT+CGNSSINFO";
-inline const std::string fullpass = watchpass + " AT+COPS? AT+CPSI? AT+CPMS? AT+CMGR=1 AT+CMGR=2";
+inline const std::string lostpass = watchpass + " AT+COPS?";
+inline const std::string fullpass = lostpass + " AT+CPSI? AT+CPMS? AT+CMGR=1 AT+CMGR=2";
 
 class running_router : public virtual_router
 {
 public:
-    explicit running_router(const running_setup &setup = {});
+    explicit running_router(const router_setup &setup = {});
 
     // Waits for a full pass.
     bool settles();
@@ -98,10 +96,11 @@ public:
     bool isidle();
 };
 
-// Waits for a transition and checks its words and its line in the log.
-void expect_transition(running_router &router,
+// Waits for a transition ("op->error") and checks its words and its line in the log, which may say
+// more (`detail`).
+void expect_transition(virtual_router &router,
                        const router_mark &since,
-                       const std::string &prevstate,
-                       const std::string &state,
+                       const std::string &states,
                        const std::string &error,
-                       const std::string &reason);
+                       const std::string &reason,
+                       const std::string &detail = "");

@@ -1,22 +1,20 @@
 // SPDX-License-Identifier: ISC
-// The list file: its image, damaged files, what it keeps of the former one, failing and killed
-// saves.
+// The list file: its image, damaged files, what it keeps of the former one, and every call of a
+// save, failing and in its order.
 #include "sms/list.h"
 
+#include <array>
 #include <cerrno>
-#include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include "core/record/text.h"
-#include "simulator/router/process.h"
 #include "sms/listfile.h"
 #include "tests/support/router.h"
 #include "tests/support/scratch.h"
@@ -24,42 +22,176 @@
 namespace
 {
 
-struct smsfile : testing::Test {
+namespace fs = std::filesystem;
+
+const std::string listpath = "/root/listsms.kelvantorium";
+
+std::string calls;
+std::string failing;  // the call that does; a write puts half of its octets down
+
+bool fails(const char *call)
+{
+    calls += calls.empty() ? call : std::string(" ") + call;
+    if (failing != call) return false;
+    errno = EIO;
+    return true;
+}
+
+}  // namespace
+
+// Every call of this program to these comes here (--wrap).
+extern "C" {
+ssize_t __real_write(int fd, const void *octets, size_t size);
+ssize_t __wrap_write(int fd, const void *octets, size_t size)
+{
+    return __real_write(fd, octets, fails("write") ? size / 2 : size);
+}
+int __real_fsync(int fd);
+int __wrap_fsync(int fd)
+{
+    return fails("fsync") ? -1 : __real_fsync(fd);
+}
+int __real_close(int fd);
+int __wrap_close(int fd)
+{
+    const bool failed = fails("close");
+    return __real_close(fd) == 0 && !failed ? 0 : -1;
+}
+int __real_rename(const char *from, const char *to);
+int __wrap_rename(const char *from, const char *to)
+{
+    return fails("rename") ? -1 : __real_rename(from, to);
+}
+void __real_sync();
+void __wrap_sync()
+{
+    (void)fails("sync");
+    __real_sync();
+}
+}
+
+namespace
+{
+
+struct save : testing::Test {
     const scratch_folder folder;
     const std::string path = folder.path / "list";
     std::unique_ptr<sms_list> list = std::make_unique<sms_list>();
+
+    // Saves a list with so many messages; 0 or the error.
+    int saved(std::int32_t count = 0)
+    {
+        list->numsms = count;
+        return modem_writelist(*list, path.c_str()) == 0 ? 0 : errno;
+    }
+    std::string image() const
+    {
+        return {reinterpret_cast<const char *>(list.get()), sizeof(*list)};
+    }
 };
 
-TEST_F(smsfile, imageHasItsPlacesAndSize)
+long entriesof(const fs::path &folder)
 {
-    list->numsms = 2;
-    modem_copytext(list->entries[1].phone, "79161234567");
-    modem_copytext(list->entries[1].timestamp, "16-11-2024 17:02:04");
-    modem_copytext(list->entries[1].text, "text");
-    ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
-    ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
-    const std::string octets = read_file(path);
-    ASSERT_EQ(octets.size(), 31908U);
-    EXPECT_EQ(octets[0], 2);
-    EXPECT_STREQ(octets.c_str() + 4 + 997, "79161234567");
-    EXPECT_STREQ(octets.c_str() + 4 + 997 + 16, "16-11-2024 17:02:04");
-    EXPECT_STREQ(octets.c_str() + 4 + 997 + 36, "text");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path), {}), 1);
+    return std::distance(fs::directory_iterator(folder), {});
 }
 
-TEST(smslist, newSenderLeavesNothingOfTheFormerOne)
+TEST_F(save, replacesTheFormerFileByAWholeOneOnTheDisk)
 {
-    const auto state = std::make_unique<modem_state>();
-    std::memset(state->sms_list.entries, '7', sizeof(state->sms_list.entries));
-    const sms_sender bank = "Bank";
-    EXPECT_EQ(modem_appendsms(state.get(), bank, "16-11-2024 17:02:04", "text"), 1);
-    const std::string image = read_file("/root/listsms.kelvantorium");
-    EXPECT_EQ(image.substr(4, 16), std::string("Bank").append(12, '\0'));
-    EXPECT_EQ(image.substr(4 + 997, 16), std::string(16, '7'));
-    unlink("/root/listsms.kelvantorium");
+    const struct {
+        const char *failing, *calls;
+        int error;
+    } rows[] = {
+        {"write", "write close", ENOSPC},         {"fsync", "write fsync close", EIO},
+        {"close", "write fsync close", EIO},      {"rename", "write fsync close rename", EIO},
+        {"", "write fsync close rename sync", 0},
+    };
+    for (const auto &row : rows) {
+        write_file(path, "former");
+        failing = row.failing;
+        calls.clear();
+        EXPECT_EQ(saved(), row.error) << row.failing;
+        failing.clear();
+        EXPECT_EQ(calls, row.calls);
+        EXPECT_EQ(read_file(path), row.error == 0 ? image() : "former");
+        EXPECT_EQ(entriesof(folder.path), 1);
+    }
+    ASSERT_EQ(mount("tmpfs", folder.path.c_str(), "tmpfs", 0, "size=4096"), 0);
+    write_file(path, "former");  // which takes the only page
+    EXPECT_EQ(saved(), ENOSPC);
+    EXPECT_EQ(read_file(path), "former");
+    EXPECT_EQ(entriesof(folder.path), 1);
+    EXPECT_EQ(umount(folder.path.c_str()), 0);
 }
 
-TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
+TEST_F(save, keepsModeAndOwnerOfTheFormerFile)
+{
+    const auto attributes = [this] {
+        struct stat found = {};
+        EXPECT_EQ(stat(path.c_str(), &found), 0);
+        return std::array{found.st_mode & 07777U, found.st_uid, found.st_gid};
+    };
+    const mode_t mask = umask(0);
+    EXPECT_EQ(saved(), 0);
+    EXPECT_EQ(attributes()[0], 0600U) << "messages are nobody else's business";
+    umask(077);
+    for (const mode_t mode : {0600U, 0644U, 0660U}) {
+        chmod(path.c_str(), mode);
+        EXPECT_EQ(saved(), 0);
+        EXPECT_EQ(attributes()[0], mode);
+    }
+    umask(mask);
+    if (chown(path.c_str(), 4321, 8765) != 0) GTEST_SKIP() << "one user only";
+    EXPECT_EQ(saved(), 0);
+    EXPECT_EQ(attributes(), (std::array{0660U, 4321U, 8765U}));
+}
+
+TEST_F(save, followsLinksToTheFileThatIsReplaced)
+{
+    const std::string real = folder.path / "a/real";
+    fs::create_directories(folder.path / "a/b");
+    fs::create_symlink("a/b/second", path);
+    fs::create_symlink("../real", folder.path / "a/b/second");
+    for (const std::int32_t count : {1, 2}) {  // not there yet, then there
+        EXPECT_EQ(saved(count), 0);
+        EXPECT_TRUE(fs::is_symlink(path) && !fs::is_symlink(real));
+        EXPECT_EQ(read_file(real), image());
+    }
+    write_file(real + ".new", "leftover");
+    modem_removeleftover(path.c_str());
+    EXPECT_EQ(entriesof(folder.path / "a"), 2);
+
+    const std::pair<const char *, int> targets[] = {{"list", ELOOP}, {"/dev/null", 0}};
+    for (const auto &[target, error] : targets) {
+        fs::remove(path);
+        fs::create_symlink(target, path);
+        EXPECT_EQ(saved(), error) << target;
+    }
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(save, overwritesWhereNothingCanReplaceTheFile)
+{
+    const auto bind = [](const std::string &place, unsigned long flags = 0) {
+        EXPECT_EQ(mount(place.c_str(), place.c_str(), nullptr, MS_BIND | flags, nullptr), 0);
+    };
+    write_file(path, std::string(40000, 'x'));
+    bind(path);
+    EXPECT_EQ(saved(5), 0) << "it is a mount point";
+    EXPECT_EQ(read_file(path), image());
+    EXPECT_EQ(entriesof(folder.path), 1);
+    umount(path.c_str());
+
+    bind(folder.path);
+    bind(path);
+    bind(folder.path, MS_REMOUNT | MS_RDONLY);
+    EXPECT_EQ(saved(6), 0) << "its folder takes no new file";
+    EXPECT_EQ(read_file(path), image());
+    umount(path.c_str());
+    EXPECT_EQ(saved(7), EROFS) << "it takes no octet";
+    umount(folder.path.c_str());
+}
+
+TEST_F(save, damagedFilesReadAsFarAsTheyGo)
 {
     EXPECT_EQ(modem_readlist(*list, path.c_str()), -1);
     EXPECT_EQ(errno, ENOENT);
@@ -76,153 +208,49 @@ TEST_F(smsfile, damagedFilesReadAsFarAsTheyGo)
     EXPECT_EQ(std::string(list->entries[0].phone).substr(0, 6), "short\xFF") << "the rest stays";
 }
 
-struct attributes {
-    mode_t mode;
-    uid_t owner;
-    gid_t group;
-
-    bool operator==(const attributes &) const = default;
-};
-
-attributes attributesof(const std::string &path)
+TEST(list, imageHasItsPlacesAndNothingOfFormerMessages)
 {
-    struct stat found = {};
-    EXPECT_EQ(stat(path.c_str(), &found), 0) << path;
-    return {found.st_mode & 07777, found.st_uid, found.st_gid};
+    const auto state = std::make_unique<modem_state>();
+    std::memset(state->sms_list.entries, '7', sizeof(state->sms_list.entries));
+    const sms_sender bank = "Bank";
+    EXPECT_EQ(modem_appendsms(state.get(), bank, "16-11-2024 17:02:04", "text"), 1);
+    const std::string image = read_file(listpath);
+    EXPECT_EQ(image.size(), 31908U);
+    EXPECT_EQ(image.substr(0, 20), std::string("\1\0\0\0Bank", 8).append(12, '\0'));
+    EXPECT_STREQ(image.c_str() + 4 + 16, "16-11-2024 17:02:04");
+    EXPECT_STREQ(image.c_str() + 4 + 36, "text");
+    EXPECT_EQ(image.substr(4 + 997), std::string(31 * 997, '7'));
+    fs::remove(listpath);
 }
 
-TEST_F(smsfile, saveKeepsModeAndOwnerOfTheFormerFile)
-{
-    const mode_t mask = umask(0);
-    ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
-    EXPECT_EQ(attributesof(path).mode, 0600U) << "messages are nobody else's business";
-    umask(077);
-    for (const mode_t mode : {0600U, 0644U, 0660U}) {
-        chmod(path.c_str(), mode);
-        EXPECT_EQ(modem_writelist(*list, path.c_str()), 0);
-        EXPECT_EQ(attributesof(path).mode, mode);
-    }
-    umask(mask);
-    if (chown(path.c_str(), 4321, 8765) != 0) GTEST_SKIP() << "one user only";
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), 0);
-    EXPECT_EQ(attributesof(path), (attributes{0660, 4321, 8765}));
-}
-
-TEST_F(smsfile, linksLeadToTheFileThatIsReplaced)
-{
-    const std::string folders = folder.path / "a/b";
-    std::filesystem::create_directories(folders);
-    const std::string real = folder.path / "a/real";
-    ASSERT_EQ(symlink("a/b/second", path.c_str()), 0);
-    ASSERT_EQ(symlink("../real", (folders + "/second").c_str()), 0);
-    for (const std::int32_t count : {1, 2}) {  // not there yet, then there
-        list->numsms = count;
-        ASSERT_EQ(modem_writelist(*list, path.c_str()), 0);
-        EXPECT_TRUE(std::filesystem::is_symlink(path) && !std::filesystem::is_symlink(real));
-        EXPECT_EQ(read_file(real).substr(0, 1), std::string(1, static_cast<char>(count)));
-    }
-    write_file(real + ".new", "leftover");
-    modem_removeleftover(path.c_str());
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path / "a"), {}), 2);
-
-    unlink(path.c_str());
-    ASSERT_EQ(symlink("list", path.c_str()), 0);
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), -1);
-    EXPECT_EQ(errno, ELOOP);
-    unlink(path.c_str());
-    ASSERT_EQ(symlink("/dev/null", path.c_str()), 0);
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), 0) << "nothing is to be kept";
-    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
-}
-
-TEST_F(smsfile, isWrittenInPlaceWhereNothingCanReplaceIt)
-{
-    write_file(path, std::string(40000, 'x'));
-    ASSERT_EQ(mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
-    list->numsms = 5;
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), 0) << "it is a mount point";
-    EXPECT_EQ(read_file(path), std::string(reinterpret_cast<char *>(list.get()), 31908));
-    EXPECT_NE(access((path + ".new").c_str(), F_OK), 0);
-    umount(path.c_str());
-
-    const std::string place = folder.path;
-    ASSERT_EQ(mount(place.c_str(), place.c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_EQ(mount(path.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_EQ(mount(nullptr, place.c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
-    list->numsms = 6;
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), 0) << "its folder takes no new file";
-    EXPECT_EQ(read_file(path).substr(0, 1), "\6");
-    umount(path.c_str());
-    EXPECT_EQ(modem_writelist(*list, path.c_str()), -1) << "it takes no octet";
-    EXPECT_EQ(errno, EROFS);
-    umount(place.c_str());
-}
-
-TEST(smsloss, isLoggedOncePerKindUntilASaveSucceeds)
+TEST(list, lossIsLoggedOncePerKindUntilASaveSucceeds)
 {
     virtual_router router({.broker = false, .start = false});
     openlog("kelvantorium", 0, LOG_DAEMON);
-    const std::string path = "/root/listsms.kelvantorium";
     const auto state = std::make_unique<modem_state>();
-    const auto failtwice = [&] {
+    const auto savetwice = [&](int result) {
         for (int i = 0; i < 2; i++)
-            EXPECT_EQ(modem_savelistsms(state.get()), -1);
+            EXPECT_EQ(modem_savelistsms(state.get()), result);
     };
-    std::filesystem::create_directory(path + ".new");
-    failtwice();
-    std::filesystem::create_directory(path);
-    failtwice();
-    std::filesystem::remove(path);
-    failtwice();
-    std::filesystem::remove(path + ".new");
-    EXPECT_EQ(modem_savelistsms(state.get()), 0);
-    std::filesystem::create_directory(path + ".new");
-    failtwice();
-    std::filesystem::remove(path + ".new");
+    fs::create_directory(listpath + ".new");
+    savetwice(-1);
+    fs::create_directory(listpath);
+    savetwice(-1);
+    fs::remove(listpath);
+    savetwice(-1);
+    fs::remove(listpath + ".new");
+    savetwice(0);
+    fs::create_directory(listpath + ".new");
+    savetwice(-1);
+    fs::remove(listpath + ".new");
     const std::string line = "err modem_savelistsms: list not saved: ";
     const std::string exists = line + "File exists", folder = line + "Is a directory";
     EXPECT_TRUE(wait_until([&] { return router.log().size() >= 3; }));
     EXPECT_EQ(router.log(), (std::vector{exists, folder, exists}));
 
-    write_file(path + ".new", "half");
+    write_file(listpath + ".new", "half");
     EXPECT_EQ(modem_loadlistsms(state.get()), 0);
-    EXPECT_NE(access((path + ".new").c_str(), F_OK), 0) << "a leftover goes at the start";
-}
-
-// The child saves list after list, each filled with its count, and tells of each when it is saved.
-[[noreturn]] void saveforever(sms_list &list, const std::string &path, int told)
-{
-    for (std::int32_t k = 1;; k = k % 32 + 1) {
-        list.numsms = k;
-        for (sms_entry &entry : list.entries)
-            modem_settext(entry.text, "%d", k);
-        if (modem_writelist(list, path.c_str()) != 0) _exit(1);
-        (void)!write(told, &k, sizeof(k));
-    }
-}
-
-TEST_F(smsfile, killedSaveLosesNoOlderList)
-{
-    for (unsigned round = 0; round < 12; round++) {
-        int told[2];
-        ASSERT_EQ(pipe(told), 0);
-        const pid_t child = fork();
-        if (child == 0) saveforever(*list, path, told[1]);
-        close(told[1]);
-        std::int32_t last = 0;
-        ASSERT_EQ(read(told[0], &last, sizeof(last)), 4) << "the first list is there";
-        usleep(1000 * round);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
-        while (read(told[0], &last, sizeof(last)) == 4) {
-        }
-        close(told[0]);
-        ASSERT_EQ(read_file(path).size(), 31908U);
-        ASSERT_EQ(modem_readlist(*list, path.c_str()), 0);
-        EXPECT_TRUE(list->numsms == last || list->numsms == last % 32 + 1) << list->numsms;
-        for (const sms_entry &entry : list->entries)
-            EXPECT_EQ(entry.text, std::to_string(list->numsms));
-    }
+    EXPECT_FALSE(fs::exists(listpath + ".new")) << "a leftover goes at the start";
 }
 
 }  // namespace

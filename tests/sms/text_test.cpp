@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: ISC
-// Conversions, both ways and at their limits.
+// Conversions, both ways and at their limits, and outgoing PDUs up to what fits. The characters of
+// their own kind stand in docs/sms.md; tests/fuzz shows that texts come back.
 #include "sms/text.h"
 
 #include <array>
@@ -8,117 +9,132 @@
 
 #include <gtest/gtest.h>
 
+#include "core/record/text.h"
+#include "sms/submit.h"
 #include "tests/sms/traces.h"
 
 namespace
 {
 
-TEST(text, convertsBothWays)
+constexpr std::size_t ample = 200;
+
+std::string cp1251of(const std::string &ucs2, std::size_t capacity = ample)
 {
-    const struct {
-        const char *name;
-        std::string cp1251;
-        std::string ucs2;
-        bool back = true;  // the UCS2 text comes from the CP1251 one, too
-    } conversions[] = {
-        {"russian word", "\xCF\xF0\xE8\xE2\xE5\xF2", "041F04400438043204350442"},
-        {"ascii", "Hi", "00480069"},
-        {"letters IO", "\xA8\xB8", "04010451"},
-        {"tilde is the last common code", "~", "007E"},
-        {"ends of the alphabet", "\xC0\xFF", "0410044F"},
-        {"no character of their own", "\x80\xB9\x7F", "03D0040903CF"},
-        {"U+0000 is a blank", " ", "0000", false},
-        {"U+034F keeps its low octet", "\x4F", "034F", false},
-        {"no-break space, euro, number sign", "\xA0\x5C\xC6", "00A020AC2116", false},
-        {"lower-case digits, no digits", "\xCF\x41", "041fxy41", false},
-    };
-    for (const auto &c : conversions) {
-        std::array<char, 64> out;
-        EXPECT_EQ(modem_ucs2tocp1251(out, c.ucs2), 0) << c.name;
-        EXPECT_EQ(out.data(), c.cp1251) << c.name;
-        if (!c.back) continue;
-        EXPECT_EQ(modem_cp1251toucs2(c.cp1251.c_str(), out), 0) << c.name;
-        EXPECT_EQ(out.data(), c.ucs2) << c.name;
-    }
+    std::vector<char> out(capacity, '#');
+    return modem_ucs2tocp1251(out, ucs2) == 0 ? out.data() : "refused";
 }
 
-TEST(text, refusedUcs2LeavesTheOutputAlone)
+std::string ucs2of(const std::string &cp1251, std::size_t capacity = ample)
 {
-    const std::pair<std::string_view, const char *> refusals[] = {
-        {{}, "modem_ucs2tocp1251: pstrucs2 is null\n"},
-        {"", "modem_ucs2tocp1251: lenstrucs2=0 < 4\n"},
-        {"04", "modem_ucs2tocp1251: lenstrucs2=2 < 4\n"},
-        {"041F04", "modem_ucs2tocp1251: lenstrucs2=6 % 4 is true\n"},
-    };
-    char out[8] = "before";
-    for (const auto &refusal : refusals) {
-        EXPECT_EQ(tracesof([&] { EXPECT_EQ(modem_ucs2tocp1251(out, refusal.first), -1); }),
-                  refusal.second);
-        EXPECT_STREQ(out, "before") << refusal.second;
-    }
-    EXPECT_EQ(tracesof([&] {
-                  EXPECT_EQ(modem_ucs2tocp1251({}, "041F"), -1);
-                  EXPECT_EQ(modem_cp1251toucs2(nullptr, {}), -1);
-                  EXPECT_EQ(modem_cp1251toucs2("a", {}), -1);
-                  EXPECT_EQ(modem_cp1251toucs2("abc", out), 0);
-              }),
-              "modem_ucs2tocp1251: pcp1251 is null\n"
-              "modem_cp1251toucs2: pcp1251 is null\n"
-              "modem_cp1251toucs2: pstrucs2 is null\n"
-              "modem_cp1251toucs2: lencp1251=3\n");
-    EXPECT_STREQ(out, "0061") << "whole characters only";
+    std::vector<char> out(capacity, '#');
+    return modem_cp1251toucs2(cp1251.c_str(), out) == 0 ? out.data() : "refused";
 }
 
-TEST(text, outputsEndAtTheirCapacity)
+std::string octetsof(std::string_view hex, std::size_t capacity)
 {
-    std::vector<char> text(3);
-    EXPECT_EQ(modem_ucs2tocp1251(text, "0041004200430044"), 0);
-    EXPECT_STREQ(text.data(), "AB");
-    std::vector<std::uint8_t> octets(2);
-    EXPECT_EQ(modem_hextobin("010203", octets), 2U);
-    EXPECT_EQ(modem_hextobin({"0\0", 2}, octets), 0U);
-    EXPECT_EQ(modem_hextobin("zfF01", octets), 2U) << "the lone digit is dropped";
-    EXPECT_EQ(octets, (std::vector<std::uint8_t>{0x0F, 0xF0}));
+    std::vector<std::uint8_t> out(capacity);
+    out.resize(modem_hextobin(hex, out));
+    return {out.begin(), out.end()};
+}
+
+std::string septetsof(const std::string &packed, std::size_t most)
+{
+    std::vector<std::uint8_t> out(most);
+    const std::vector<std::uint8_t> octets(packed.begin(), packed.end());
+    out.resize(modem_unpack7bit(octets, out));
+    return {out.begin(), out.end()};
+}
+
+std::string digitsof(std::size_t count, std::size_t capacity)
+{
+    const std::array<std::uint8_t, 2> octets = {0x21, 0xF3};
+    std::vector<char> out(capacity, '#');
+    const std::size_t digits = modem_decodephone(octets, count, out);
+    EXPECT_EQ(std::string(out.data()).size(), digits);
+    return out.data();
+}
+
+std::string addressfield(const std::string &phone, bool international = true)
+{
+    char field[modem_addressmax];
+    const int result = modem_getdafield(phone.c_str(), field, international);
+    EXPECT_EQ(result, field[0] == '\0' ? -1 : 0);
+    return field;
+}
+
+TEST(text, conversionsKeepToTheirRulesAndCapacities)
+{
+    const std::string seven = "\x41\xE1\x90\x58\x34\x1E\x91";
+    const std::pair<std::string, std::string> rows[] = {
+        {cp1251of("04010451041F0410044F"), "\xA8\xB8\xCF\xC0\xFF"},
+        {ucs2of("\xA8\xB8\xCF\xC0\xFF"), "04010451041F0410044F"},
+        {ucs2of("Hi~\x7F\x80"), "00480069007E03CF03D0"},  // a tilde is the last common code
+        {cp1251of("00480069007E03CF03D0"), "Hi~\x7F\x80"},
+        {cp1251of("0000034F035100A020AC"), " \x4F\x01\xA0\x5C"},
+        {cp1251of("041fxy41"), "\xCF\x41"},  // lower case, and no digits
+        {cp1251of("0041004200430044", 3), "AB"},
+        {ucs2of("abc", 8), "0061"},  // whole characters only
+        {octetsof("zf4F0", 9), "\x0F\x4F"},
+        {octetsof("414243", 2), "AB"},
+        {octetsof({"4\0", 2}, 9), ""},
+        {septetsof(seven, 8), "ABCDEFGH"},
+        {septetsof(seven, 9), "ABCDEFGH"},
+        {septetsof(seven, 7), "ABCDEFG"},
+        {septetsof(seven, 0), ""},
+        {septetsof("\xC1", 9), "A\x01"},  // its top bit is the second
+        {septetsof("", 9), ""},
+        {digitsof(3, 9), "123"},
+        {digitsof(255, 9), "123?"},
+        {digitsof(255, 3), "12"},
+        {addressfield("12345"), "05912143F5"},
+        {addressfield("123456"), "0691214365"},
+        {addressfield("123456", false), "0681214365"},
+        {addressfield("+7 (916) 123-45-67"), "0B919761214365F7"},
+        {addressfield("nobody"), "0091"},
+        {addressfield(std::string(58, '1')), "3A91" + std::string(58, '1')},
+        {addressfield(std::string(59, '1')), ""},
+        {addressfield(std::string(80, '1')), ""},
+    };
+    for (const auto &row : rows)
+        EXPECT_EQ(row.first, row.second) << "row " << &row - rows;
+    EXPECT_EQ(modem_decodebcd(0x42), 24U);
+    EXPECT_EQ(modem_decodebcd(0xFF), 165U);
     char hex[3];
     EXPECT_EQ(modem_bintohex(0x1AF, hex), 0);
     EXPECT_STREQ(hex, "AF");
 }
 
-TEST(text, unpacksAtMostWhatIsAskedAndThere)
+TEST(text, refusalsAreTracedAndLeaveTheOutputAlone)
 {
-    const std::vector<std::uint8_t> seven = {0x41, 0xE1, 0x90, 0x58, 0x34, 0x1E, 0x91};
-    const struct {
-        const char *name;
-        std::vector<std::uint8_t> packed;
-        std::size_t most;
-        std::string septets;
-    } unpackings[] = {
-        {"eight letters in seven octets", seven, 8, "ABCDEFGH"},
-        {"no ninth in seven octets", seven, 9, "ABCDEFGH"},
-        {"one fewer asked", seven, 7, "ABCDEFG"},
-        {"one asked", seven, 1, "A"},
-        {"none asked", seven, 0, ""},
-        {"one octet: its top bit is the second", {0xC1}, 9, "A\x01"},
-        {"no octet", {}, 9, ""},
-    };
-    for (const auto &u : unpackings) {
-        std::vector<std::uint8_t> out(u.most);
-        out.resize(modem_unpack7bit(u.packed, out));
-        EXPECT_EQ(std::string(out.begin(), out.end()), u.septets) << u.name;
-    }
+    char out[8] = "before";
+    EXPECT_EQ(tracesof([&] {
+                  EXPECT_EQ(modem_ucs2tocp1251(out, {}), -1);
+                  EXPECT_EQ(modem_ucs2tocp1251(out, ""), -1);
+                  EXPECT_EQ(modem_ucs2tocp1251(out, "041F04"), -1);
+                  EXPECT_EQ(modem_ucs2tocp1251({}, "041F"), -1);
+                  EXPECT_EQ(modem_cp1251toucs2(nullptr, out), -1);
+                  EXPECT_EQ(modem_cp1251toucs2("abc", {}), -1);
+              }),
+              "modem_ucs2tocp1251: pstrucs2 is null\n"
+              "modem_ucs2tocp1251: lenstrucs2=0 < 4\n"
+              "modem_ucs2tocp1251: lenstrucs2=6 % 4 is true\n"
+              "modem_ucs2tocp1251: pcp1251 is null\n"
+              "modem_cp1251toucs2: pcp1251 is null\n"
+              "modem_cp1251toucs2: pstrucs2 is null\n");
+    EXPECT_STREQ(out, "before");
 }
 
-TEST(text, swappedNibbles)
+TEST(submit, longestPduIsCountedWithoutServiceCentre)
 {
-    EXPECT_EQ(modem_decodebcd(0x42), 24U);
-    EXPECT_EQ(modem_decodebcd(0xFF), 165U);
-    const std::array<std::uint8_t, 2> octets = {0x21, 0xF3};
-    std::array<char, 8> phone;
-    EXPECT_EQ(modem_decodephone(octets, 3, phone), 3U);
-    EXPECT_STREQ(phone.data(), "123");
-    EXPECT_EQ(modem_decodephone(octets, 255, phone), 4U) << "cut at the octets";
-    EXPECT_STREQ(phone.data(), "123?");
-    EXPECT_EQ(modem_decodephone(octets, 255, {phone.data(), 3}), 2U) << "cut at the capacity";
+    char pdu[modem_pdumax];
+    int length = 0;
+    char text[81];
+    modem_copytext(text, std::string(80, '\xC0'));
+    const std::string number(58, '1');
+    EXPECT_EQ(modem_getpdupack(number.c_str(), text, pdu, length), 0);
+    EXPECT_EQ(pdu, "000100" + addressfield(number) + "0008A0" + ucs2of(text, sizeof(pdu)));
+    EXPECT_EQ(length, 196);
+    EXPECT_EQ(modem_getpdupack((number + "1").c_str(), text, pdu, length), -1);
 }
 
 }  // namespace

@@ -29,22 +29,22 @@ std::string environment(const char *name)
     return value != nullptr ? value : "";
 }
 
-std::vector<std::string> daemoncommand(std::string program)
+std::vector<std::string> daemoncommand(const router_setup &setup)
 {
-    if (const std::string other = environment("VIRTUAL_ROUTER_DAEMON"); !other.empty())
-        program = other;
-    if (program.front() != '/') program = ROUTER_PROGRAMS "/" + program;
-    std::vector<std::string> command = words_of(environment("VIRTUAL_ROUTER_PREFIX"));
-    command.push_back(program);
+    const std::string other = environment("VIRTUAL_ROUTER_DAEMON");
+    const std::string program = other.empty() ? setup.daemon : other;
+    std::vector<std::string> command =
+        words_of(setup.prefix + " " + environment("VIRTUAL_ROUTER_PREFIX"));
+    command.push_back(program.front() == '/' ? program : ROUTER_PROGRAMS "/" + program);
     return command;
 }
 
 // What an earlier router in this sandbox has left.
 void cleanup()
 {
-    for (const char *path :
-         {router_configpath, router_logpath, router_outpath, "/root/listsms.kelvantorium",
-          "/tmp/.uci/kelvantorium", "/dev/log", "/run/silent", cable_path})
+    for (const char *path : {router_configpath, router_logpath, router_outpath,
+                             "/root/listsms.kelvantorium", "/tmp/.uci/kelvantorium", "/dev/log",
+                             "/run/silent", "/run/failing", "/run/calls", cable_path})
         (void)unlink(path);
 }
 
@@ -80,17 +80,13 @@ virtual_router::virtual_router(const router_setup &setup) : parts(ROUTER_PROGRAM
 {
     cleanup();
     if (!setup.config.empty()) write_file(router_configpath, setup.config);
-    parts.setcommand(router_part::daemon, daemoncommand(setup.daemon));
+    parts.setcommand(router_part::daemon, daemoncommand(setup));
     if (!setup.profile.empty()) parts.setprofile(setup.profile);
-    if (!startpart(router_part::log)) return;
-    if (setup.broker && !startpart(router_part::broker)) return;
-    if (setup.broker && setup.network && !startpart(router_part::network)) return;
-    if (setup.broker && setup.modem && !startpart(router_part::modem)) return;
-    if (!setup.start) return;
-    if (setup.broker)
-        (void)startdaemon();
-    else
-        parts.launch(router_part::daemon);
+    const bool isready = startpart(router_part::log) &&
+                         (!setup.broker || (startpart(router_part::broker) &&
+                                            (!setup.network || startpart(router_part::network)) &&
+                                            startpart(router_part::modem)));
+    if (isready && setup.start) (void)startdaemon();
 }
 
 virtual_router::~virtual_router()
@@ -104,13 +100,11 @@ virtual_router::~virtual_router()
 // For the reader of a failed test: what the daemon did last.
 void virtual_router::report()
 {
-    const auto last = [](const char *title, const std::vector<std::string> &lines) {
-        std::cerr << "--- " << title << "\n";
+    for (const auto &lines : {log(), out()}) {
+        std::cerr << "--- log, then standard output\n";
         for (std::size_t at = lines.size() > 40 ? lines.size() - 40 : 0; at < lines.size(); at++)
             std::cerr << lines[at] << "\n";
-    };
-    last("log", log());
-    last("standard output", out());
+    }
 }
 
 bool virtual_router::startpart(router_part part)
@@ -218,9 +212,9 @@ bool virtual_router::receives(const std::string &command, const router_mark &sin
     return wait_until([&] { return contains(commands(since), command); });
 }
 
-process_usage virtual_router::usage(router_part part)
+process_usage virtual_router::usage()
 {
-    const pid_t pid = parts.pid(part);
+    const pid_t pid = parts.pid(router_part::daemon);
     const std::string folder = "/proc/" + std::to_string(pid);
     process_usage usage;
     clockid_t clock = {};
@@ -228,8 +222,10 @@ process_usage virtual_router::usage(router_part part)
     if (clock_getcpuclockid(pid, &clock) == 0 && clock_gettime(clock, &spent) == 0)
         usage.seconds =
             static_cast<double>(spent.tv_sec) + static_cast<double>(spent.tv_nsec) / 1e9;
-    for (const std::string &line : lines_of(read_file(folder + "/status")))
+    for (const std::string &line : lines_of(read_file(folder + "/status"))) {
         (void)std::sscanf(line.c_str(), "VmRSS: %ld", &usage.resident);
+        (void)std::sscanf(line.c_str(), "RssAnon: %ld", &usage.anonymous);
+    }
     usage.descriptors = entriesof(folder + "/fd");
     usage.threads = entriesof(folder + "/task");
     return usage;

@@ -19,11 +19,12 @@
 struct router_setup {
     std::string config = router_defaultconfig;  // empty: there is no package
     std::string daemon = "kelvantorium";        // in the build folder, or an absolute path
+    std::string prefix = {};                    // words put in front of it
     std::string profile = {};                   // text of the modem's; empty: the ordinary one
-    bool broker = true;
+    bool broker = true;                         // without it only the log
     bool network = true;
-    bool modem = true;
-    bool start = true;  // the daemon, at once
+    bool start = true;    // the daemon, at once
+    bool settled = true;  // a running_router waits for full passes
 };
 
 // Places in the outputs, to ask for what came later.
@@ -36,6 +37,7 @@ struct router_mark {
 struct process_usage {
     double seconds = 0;  // of processor time
     long resident = 0;   // KiB
+    long anonymous = 0;  // KiB of it that no file holds
     long descriptors = 0;
     long threads = 0;
 };
@@ -43,8 +45,7 @@ struct process_usage {
 class virtual_router
 {
 public:
-    // Starts the parts in order; a part that fails makes the running test fail. The daemon is
-    // started without waiting for its bus object when there is no broker.
+    // Starts the parts in order; a part that fails makes the running test fail.
     explicit virtual_router(const router_setup &setup = {});
     // Kills everything. The running test fails if the daemon has ended by itself unasked.
     ~virtual_router();
@@ -79,7 +80,7 @@ public:
     std::vector<std::string> commands(const router_mark &since = {});
     bool receives(const std::string &command, const router_mark &since = {});  // waits for it
 
-    process_usage usage(router_part part = router_part::daemon);
+    process_usage usage();
 
 private:
     bool startpart(router_part part);

@@ -4,24 +4,28 @@
 
 #include <filesystem>
 #include <functional>
-#include <net/if.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
-#include "simulator/network/cable.h"
-#include "tests/support/router.h"
+#include "simulator/router/process.h"
 
 using namespace std::chrono_literals;
 
 namespace
 {
 
-// The host's: of the second group the content is seen inside, but changed nowhere.
-const char *const hiddenfiles[] = {"/run/host", "/tmp/host", "/root/host", "/var/host",
-                                   "/etc/config/host"};
-const char *const copiedfiles[] = {"/etc/host", "/etc/folder/host"};
+// The host's files, and what is seen of them inside; nothing written there changes them.
+constexpr std::pair<const char *, const char *> files[] = {
+    {"/run/host", ""},
+    {"/tmp/host", ""},
+    {"/root/host", ""},
+    {"/var/host", ""},
+    {"/etc/config/host", ""},
+    {"/etc/host", "host"},
+    {"/etc/folder/host", "host"},
+};
 
 // Runs `inside` in a sandbox of its own, within the one that the tests run in.
 pid_t startsandbox(const std::function<int()> &inside)
@@ -32,13 +36,6 @@ pid_t startsandbox(const std::function<int()> &inside)
     _exit(inside());
 }
 
-// The interface's route to a destination, both as the kernel shows them.
-bool hasroute(const std::string &interface, const std::string &destination)
-{
-    return read_file("/proc/net/route").find(interface + "\t" + destination + "\t") !=
-           std::string::npos;
-}
-
 }  // namespace
 
 TEST(sandbox, handsOutTheExitStatusAndLeavesTheHostsFilesAlone)
@@ -47,24 +44,17 @@ TEST(sandbox, handsOutTheExitStatusAndLeavesTheHostsFilesAlone)
     const std::string checkout = "/root/src/check out";
     std::filesystem::create_directories(checkout);
     std::filesystem::create_directory("/etc/folder");
-    for (const char *path : hiddenfiles)
-        write_file(path, "host");
-    for (const char *path : copiedfiles)
+    for (const auto &[path, seen] : files)
         write_file(path, "host");
     write_file(checkout + "/file", "host");
     std::filesystem::current_path(checkout);
 
     const pid_t pid = startsandbox([] {
         int step = 1;
-        for (const char *path : hiddenfiles) {
-            if (std::filesystem::exists(path)) return step;
+        for (const auto &[path, seen] : files) {
+            if (read_file(path) != seen) return step;
             write_file(path, "inside");
-            if (read_file(path) != "inside") return step;
-            step++;
-        }
-        for (const char *path : copiedfiles) {
-            if (read_file(path) != "host") return step;
-            write_file(path, "inside");
+            if (*seen == '\0' && read_file(path) != "inside") return step;
             step++;
         }
         if (std::filesystem::exists("/.host") || read_file("file") != "host") return step;
@@ -75,9 +65,7 @@ TEST(sandbox, handsOutTheExitStatusAndLeavesTheHostsFilesAlone)
     const auto status = process_wait(pid, 60s);
     ASSERT_TRUE(status.has_value());
     EXPECT_EQ(process_endtext(*status), "exit status 42");
-    for (const char *path : hiddenfiles)
-        EXPECT_EQ(read_file(path), "host") << path;
-    for (const char *path : copiedfiles)
+    for (const auto &[path, seen] : files)
         EXPECT_EQ(read_file(path), "host") << path;
     EXPECT_EQ(read_file(checkout + "/file"), "inside") << "the working directory is the host's";
 }
@@ -100,34 +88,4 @@ TEST(sandbox, leavesNothingBehindWhenItsCallerIsKilled)
     EXPECT_EQ(read(ends[0], &octet, 1), 0) << "somebody still holds the pipe";
     close(ends[0]);
     EXPECT_TRUE(process_wait(pid, 60s).has_value());
-}
-
-TEST(network, givesAndTakesAddressAndRouteAsTold)
-{
-    const std::string anywhere = "00000000";
-    const std::string own = "0000750A";  // 10.117.0.0, which comes with the address
-    const struct {
-        const char *name;
-        bus_arguments behaviour;
-        const char *route;
-    } rows[] = {
-        {"ordinary", {}, "usb0"},
-        {"late", {{"delay_ms", 50}}, "usb0"},
-        {"no route", {{"no_route", true}}, ""},
-        {"another route", {{"other_route", true}}, "modem0"},
-    };
-    virtual_router router({.modem = false, .start = false});
-    EXPECT_EQ(if_nametoindex("usb0"), 0U) << "without a modem";
-    write_file(cable_path, "10.117.0.2");
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        ASSERT_TRUE(router.network("behave", row.behaviour).ok());
-        ASSERT_TRUE(router.bus().call("network.interface.usb0", "up").ok());
-        EXPECT_TRUE(wait_until([&] { return hasroute("usb0", own); }));
-        ASSERT_TRUE(router.network("calls").ok());  // by then it has dealt with the route, too
-        for (const std::string interface : {"usb0", "modem0"})
-            EXPECT_EQ(hasroute(interface, anywhere), interface == row.route) << interface;
-        ASSERT_TRUE(router.bus().call("network.interface.usb0", "down").ok());
-        EXPECT_FALSE(hasroute("usb0", own) || hasroute("modem0", anywhere));
-    }
 }
