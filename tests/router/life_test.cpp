@@ -16,6 +16,7 @@ namespace
 
 constexpr char fast[] = "kelvantorium-fast";
 constexpr char real[] = "kelvantorium";
+constexpr std::string_view sending = "modem_sendat: send: ";
 
 // The daemon has ended in order, with this wait status.
 void expect_end(virtual_router &router, int status, const router_mark &since = {})
@@ -98,7 +99,10 @@ TEST(life, stopSwitchesLedsAndRadioOffAndEndsInOrder)
                                          "AT+CGSETV=55,0;+CGSETV=56,0;+CGSETV=57,0;+CGSETV=58,0",
                                          "AT+CGSETV=25,0", "AT+CFUN=0"};
         if (row.config != whole) last.erase(last.begin() + 2);  // there is no GNSS section
-        const std::vector<std::string> told = router.commands();
+        // By the traces: what a busy modem reads too late, the next exchange has flushed.
+        std::vector<std::string> told;
+        for (const std::string &line : router.out())
+            if (line.starts_with(sending)) told.push_back(line.substr(sending.size()));
         EXPECT_LT(std::ranges::count(told, "AT+CGNSSMODE=3"), 20) << "no more tries";
         ASSERT_GE(told.size(), last.size());
         EXPECT_EQ(std::vector(told.end() - std::ssize(last), told.end()), last);
