@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/timerfd.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include "at/timer.h"
@@ -56,6 +57,15 @@ extern "C" int __wrap_uloop_timeout_set(uloop_timeout *timeout, int ms)
 }
 
 extern "C" void *__real_realloc(void *old, std::size_t size);
+
+extern "C" int __real_tcflush(int fd, int queues);
+
+// After these short time-outs a busy modem may still have a command to read, which a flush takes
+// back from a pseudo-terminal.
+extern "C" int __wrap_tcflush(int fd, int)
+{
+    return __real_tcflush(fd, TCIFLUSH);
+}
 
 // Once the worker runs, buffers are as large as they get: replies are built without the heap.
 extern "C" void *__wrap_realloc(void *old, std::size_t size)
