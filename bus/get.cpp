@@ -114,7 +114,8 @@ constexpr std::size_t modem_reportroom()
 {
     std::size_t room = 0;
     for (const modem_leaf &leaf : report)
-        room += leaf.path.size() + (modem_countdots(leaf.path) + 1) * 10 + leaf.room + 3;
+        room +=
+            leaf.path.size() + (modem_countdots(leaf.path) + std::size_t{1}) * 10 + leaf.room + 3;
     return room;
 }
 

@@ -41,14 +41,20 @@ static void end(struct ubusd_subscription *subscription)
     free(subscription);
 }
 
+static void leave(struct ubusd_subscription *subscription)
+{
+    struct ubusd_object *target = subscription->target;
+    end(subscription);
+    if (list_empty(&target->subscribers)) tell_publisher(target);
+}
+
 bool ubusd_unsubscribe(struct ubusd_object *subscriber, struct ubusd_object *target)
 {
     struct ubusd_subscription *subscription;
     list_for_each_entry(subscription, &subscriber->targets, of_subscriber)
     {
         if (subscription->target != target) continue;
-        end(subscription);
-        if (list_empty(&target->subscribers)) tell_publisher(target);
+        leave(subscription);
         return true;
     }
     return false;
@@ -56,16 +62,16 @@ bool ubusd_unsubscribe(struct ubusd_object *subscriber, struct ubusd_object *tar
 
 void ubusd_end_subscriptions(struct ubusd_object *object)
 {
-    while (!list_empty(&object->targets)) {
-        struct ubusd_subscription *own =
-            list_first_entry(&object->targets, struct ubusd_subscription, of_subscriber);
-        (void)ubusd_unsubscribe(object, own->target);
+    /* Who is given up here goes later, when its connection is read: the lists stay as they are. */
+    struct ubusd_subscription *subscription, *following;
+    list_for_each_entry_safe(subscription, following, &object->targets, of_subscriber)
+    {
+        leave(subscription);
     }
-    while (!list_empty(&object->subscribers)) {
-        struct ubusd_subscription *others =
-            list_first_entry(&object->subscribers, struct ubusd_subscription, of_target);
-        struct ubusd_object *subscriber = others->subscriber;
-        end(others);
+    list_for_each_entry_safe(subscription, following, &object->subscribers, of_target)
+    {
+        struct ubusd_object *subscriber = subscription->subscriber;
+        end(subscription);
         blob_buf_init(&out, 0);
         blob_put_u32(&out, UBUS_ATTR_OBJID, subscriber->id);
         blob_put_u32(&out, UBUS_ATTR_TARGET, object->id);
