@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: ISC
-// What becomes of the modem's replies: those of docs/replies.md, and what lies at the limits.
+// What becomes of the modem's replies: the tables of docs/replies.md.
 #include "config/replies.h"
 
 #include <functional>
@@ -21,12 +21,13 @@ namespace
 // Runs every reply of a table in docs/replies.md through a parser.
 void expect_table(const char *heading,
                   std::size_t count,
-                  const std::function<std::string(const std::string &)> &shown)
+                  const std::function<std::string(const std::string &)> &shown,
+                  std::size_t column = 1)
 {
     const auto rows = readtable("replies.md", heading);
     EXPECT_EQ(rows.size(), count) << heading;
     for (const auto &cells : rows)
-        EXPECT_EQ(shown("\r\n" + cells[0] + "\r\n\r\nOK\r\n"), cells[1]) << cells[0];
+        EXPECT_EQ(shown("\r\n" + cells[0] + "\r\n\r\nOK\r\n"), cells[column]) << cells[0];
 }
 
 template <typename texts>
@@ -52,45 +53,13 @@ std::string signal(const std::string &reply)
     return text == "       " ? "nothing" : network.type;
 }
 
-TEST(signal, fieldsShowAsTheDocumentSays)
+TEST(signal, fieldsAndLevelsShowAsTheDocumentSays)
 {
-    expect_table("Signal", 22, signal);
-    const std::string lte = "+CPSI: LTE,Online,,,,,,,,,12,36,42,5";
-    const std::string shown = "4g/LTE good -68.00 -104.00 -14.00 ";
-    EXPECT_EQ(signal(lte), shown + "0.00 -124.00 -20.00");  // no end of the last field
-    for (const char *before : {"AT+CPSI?\r\r\n", "          \r\r\n"})
-        EXPECT_EQ(signal(before + lte + "\r\n"), shown + "5.00 -124.00 -20.00");
-    EXPECT_EQ(signal("LTE,+CPSI:"), "nothing");
-    EXPECT_EQ(signal(""), "nothing");
-}
-
-TEST(signal, levelsChangeAtTheirBounds)
-{
+    expect_table("Signal", 24, signal);
+    expect_table("Levels", 16, signal);
     const char *const levels[] = {"no signal", "weak", "medium", "good", "excellent"};
-    const struct {
-        std::string before;
-        const char *behind;
-        std::pair<const char *, const char *> bounds[4];  // the last value below, the first above
-    } rows[] = {
-        {"+CPSI: GSM,,,,,,",
-         ",",
-         {{"-110", "-109.9"}, {"-100", "-99.9"}, {"-86", "-85.9"}, {"-70.1", "-70"}}},
-        {"+CPSI: LTE,,,,,,,,,,,,", ",", {{"15", "16"}, {"25", "26"}, {"35", "36"}, {"45", "46"}}},
-    };
-    const auto level = [](const std::string &reply) {
-        modem_status status = {};
-        EXPECT_EQ(modem_parsesysinfo(status, reply), 1);
-        return std::string(status.info.network.level);
-    };
-    for (const auto &[before, behind, bounds] : rows) {
-        for (unsigned i = 0; i < std::size(bounds); i++) {
-            EXPECT_EQ(level(before + bounds[i].first + behind), levels[i]) << bounds[i].first;
-            EXPECT_EQ(level(before + bounds[i].second + behind), levels[i + 1]) << bounds[i].second;
-        }
-    }
     for (unsigned steps = 0; steps < std::size(levels); steps++)
         EXPECT_EQ(modem_levelindex(levels[steps]), steps);
-    EXPECT_EQ(modem_levelindex(""), 4U);
 }
 
 // All thirteen fields, beginning with values that are no defaults.
@@ -110,83 +79,41 @@ std::string position(const std::string &reply)
                                                                                    : text;
 }
 
+// The report with its field `number`, from 1, exchanged.
+std::string with(const std::string &report, int number, const std::string &text)
+{
+    std::size_t begin = report.find(": ") + 2;
+    for (int i = 1; i < number; i++)
+        begin = report.find(',', begin) + 1;
+    return report.substr(0, begin) + text + report.substr(report.find_first_of(",\r", begin));
+}
+
 TEST(gnss, fieldsShowAsTheDocumentSays)
 {
     expect_table("Position", 10, position);
-    EXPECT_EQ(position(""), "the defaults");
-}
-
-constexpr char fix[] =
-    "\r\n+CGNSSINFO: 3,5,2,0,1,5546.123456,N,03737.654321,E,150324,093015.00,156.4,0.0,,1.21,0.834,"
-    "0.95,7\r\n\r\nOK\r\n";
-
-// The report above with its field `number`, from 1, exchanged.
-std::string with(unsigned number, const std::string &text)
-{
-    const std::string reply = fix;
-    std::size_t begin = reply.find(": ") + 2;
-    for (unsigned i = 1; i < number; i++)
-        begin = reply.find(',', begin) + 1;
-    return reply.substr(0, begin) + text + reply.substr(reply.find_first_of(",\r", begin));
-}
-
-TEST(gnss, oneFieldShowsInOnePlace)
-{
-    const std::string usual =
-        "available 3d 5546.1235352 north 3737.6542969 east 156.40 1.21 0.83 0.95 7 8 15-03-2024 "
-        "09:30:15";
-    const std::string digits(40, '9');
-    const struct {
-        unsigned number;  // of the field that differs
-        std::string text, former, shown;
-    } rows[] = {
-        {1, "", "3d", "2d"},
-        {1, "12", "3d", "12"},
-        {2, "4294967295", "7 8", "7 2"},
-        {6, "", "5546.1235352", "0.0000000"},
-        {6, "x", "5546.1235352", "0.0000000"},
-        {6, "nan", "5546.1235352", "nan"},
-        {6, digits, "5546.1235352", "999999984824320"},
-        {7, "S", "north", "south"},
-        {7, "", "north", "north"},
-        {7, "North", "north", "-"},
-        {7, "n", "north", "-"},
-        {9, "W", "east", "west"},
-        {9, "", "east", "east"},
-        {9, "EE", "east", "-"},
-        {10, "", "15-03-2024", "00-00-2000"},
-        {10, "150", "15-03-2024", "15-0-20"},
-        {10, digits, "15-03-2024", "99-99-2099"},
-        {11, "", "09:30:15", "00:00:00"},
-        {12, "-1e999", "156.40", "-inf"},
-        {18, "2", "7 8", "2 8"},
-        {18, "4294967295", "7 8", "4294 8"},
-    };
-    EXPECT_EQ(position(fix), usual);
-    for (const auto &[number, text, former, shown] : rows) {
-        std::string expected = usual;
-        expected.replace(expected.find(former), former.size(), shown);
-        EXPECT_EQ(position(with(number, text)), expected) << number << " " << text;
+    const auto first = readtable("replies.md", "Position").at(0);
+    const std::string report = first[0] + "\r\n";
+    const auto rows = readtable("replies.md", "Position, field by field");
+    EXPECT_EQ(rows.size(), 22U);
+    for (const auto &cells : rows) {
+        std::string expected = first[1];
+        expected.replace(expected.find(cells[2]), cells[2].size(), cells[3]);
+        EXPECT_EQ(position(with(report, std::stoi(cells[0]), cells[1])), expected) << cells[0];
     }
-    EXPECT_EQ(position(with(18, "1")), "the defaults");
-    EXPECT_EQ(position(with(18, "")), "the defaults");
-    const std::string noend = with(18, "7").substr(0, with(18, "7").find('\r', 2));
-    EXPECT_EQ(position(noend), "the defaults");
+    for (const char *few : {"1", ""})
+        EXPECT_EQ(position(with(report, 18, few)), "the defaults");
 }
 
 TEST(provider, isTheTextBetweenTheFirstQuotes)
 {
-    const auto provider = [](const std::string &reply) {
+    expect_table("Operator", 9, [](const std::string &reply) {
         modem_status status = {};
         modem_copytext(status.info.network.provider, "not registered");
         modem_parseprovider(status, reply);
         const std::string text = status.info.network.provider;
         EXPECT_EQ(modem_isregistered(reply), text != "not registered") << reply;
         return text.empty() ? "nothing" : text;
-    };
-    expect_table("Operator", 9, provider);
-    EXPECT_EQ(provider("\""), "nothing");
-    EXPECT_EQ(provider("\"" + std::string(31, 'p') + "\""), std::string(31, 'p'));
+    });
 }
 
 TEST(replies, chatterIsTakenForWhatTheDocumentSays)
@@ -197,68 +124,27 @@ TEST(replies, chatterIsTakenForWhatTheDocumentSays)
             << cells[0];
 }
 
-std::string word(std::string_view reply, const char *marker = nullptr)
-{
-    return std::string(modem_readword(reply, marker));
-}
-
-std::string lock(std::string_view reply)
-{
-    return std::string(modem_readsimlock(reply));
-}
-
-// Places of the message storage.
-std::string places(std::string_view reply)
-{
-    return std::to_string(modem_readcapacity(reply));
-}
-
-// A bit each.
-std::string slots(std::string_view reply)
-{
-    const std::optional<unsigned> mask = modem_readslots(reply);
-    return mask ? std::to_string(*mask) : "none";
-}
-
 TEST(replies, wordsAndNumbersAreTakenFromTheirPlaces)
 {
-    const std::pair<std::string, const char *> rows[] = {
-        {word("\r\nLTE-MODEM-1\r\n\r\nOK\r\n"), "LTE-MODEM-1"},
-        {word("\r\n two words\r\nOK\r\n"), "two"},
-        {word("\r\n+CGMR: LM1.04\r\n\r\nOK\r\n", "+CGMR:"), "LM1.04"},
-        {word("+CGMR:LM1.04 built today\r\n", "+CGMR:"), "LM1.04"},
-        {word("\r\nRDY\r\n+CGMR: LM1.04\r\n", "+CGMR:"), ""},
-        {word("\r\n+CGMR:", "+CGMR:"), ""},
-        {word(""), ""},
-        {word("\r\n", "+CGMR:"), ""},
-        {lock("\r\n+CPIN: READY\r\n\r\nOK\r\n"), "READY"},
-        {lock("\r\n+CPIN: PH-SIM PIN\r\n"), "PH-SIM PIN"},
-        {lock("SMS DONE\r\n+CPIN: SIM PUK\r"), "SIM PUK"},
-        {lock("\r\n+CPIN: READY"), ""},
-        {lock("\r\n+CPIN:READY\r\n"), ""},
-        {lock("\r\nOK\r\n"), ""},
-        {places("\r\n+CPMS: \"SM\",0,40,\"ME\",1,50,\"MT\",2,60\r\n\r\nOK\r\n"), "40"},
-        {places("\r\n+CPMS: \"SM\",3,255,\"SM\",3,255\r\n"), "255"},
-        {places("\r\n+CPMS: \"SM\",3,256,\"SM\""), "255"},
-        {places("\r\n+CPMS: \"SM\",0,40\r\n\r\nOK\r\n"), "0"},
-        {places("\r\n+CPMS: \"SM\",0,,\"SM\""), "0"},
-        {places("\r\n+CPMS: \"SM\",0,many,\"SM\""), "0"},
-        {places(""), "0"},
-        {slots("\r\n+CADC: 0\r\n\r\nOK\r\n"), "0"},
-        {slots("+CADC: 769\r"), "0"},
-        {slots("+CADC: 770\r"), "1"},
-        {slots("+CADC: 1009\r"), "1"},
-        {slots("+CADC: 1010\r"), "2"},
-        {slots("+CADC: 1389\r"), "2"},
-        {slots("+CADC: 1390\r"), "3"},
-        {slots("+CADC: 99999\r"), "3"},
-        {slots("+CADC: 770\n"), "none"},
-        {slots("+CADC: \r\n"), "none"},
-        {slots("OK\r"), "none"},
-        {slots(""), "none"},
-    };
-    for (const auto &row : rows)
-        EXPECT_EQ(row.first, row.second) << "row " << &row - rows;
+    const char *const markers[] = {nullptr, "+CGMR:"};
+    for (const std::size_t column : {1U, 2U})
+        expect_table(
+            "Words of the initialisation", 6,
+            [&](const std::string &reply) {
+                return std::string(modem_readword(reply, markers[column - 1]));
+            },
+            column);
+    expect_table("Card", 5, [](const std::string &reply) {
+        const std::string word(modem_readsimlock(reply));
+        return word.empty() ? "nothing" : word;
+    });
+    expect_table("Message storage", 7, [](const std::string &reply) {
+        return std::to_string(modem_readcapacity(reply));
+    });
+    expect_table("Slots", 10, [](const std::string &reply) {
+        const char *const slots[] = {"none", "slot 1", "slot 2", "both", "no number"};
+        return slots[modem_readslots(reply).value_or(4)];
+    });
 }
 
 }  // namespace
