@@ -2,11 +2,13 @@
 // The modem that other tests rely on does as it is told, faults included, and takes the time that
 // its profile gives it. That its messages are sound is shown where the daemon reads them.
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
 #include "simulator/modem/model.h"
+#include "tests/support/table.h"
 
 using namespace simulator;
 
@@ -16,21 +18,15 @@ namespace
 struct scene_row {
     milliseconds now;
     std::string command;
-    std::string lines;        // of the AT port but empty ones and the last "OK", joined by '|'
+    std::string lines;        // of the AT port but empty ones and the last "OK"
     std::string second = {};  // of the other one
 };
 
-std::string joined(std::string text)
+std::string joined(const std::string &text)
 {
-    if (text.ends_with("\r\nOK\r\n")) text.resize(text.size() - 6);
-    std::string out;
-    for (const char octet : text)
-        if (octet != '\r') out += octet == '\n' ? '|' : octet;
-    for (std::size_t at = 0; (at = out.find("||")) != std::string::npos;)
-        out.erase(at, 1);
-    while (out.ends_with('|'))
-        out.pop_back();
-    return out.starts_with('|') ? out.substr(1) : out;
+    std::string out = std::regex_replace(text, std::regex("(\r\nOK\r\n$)|\r"), "");
+    out = std::regex_replace(out, std::regex("\n+"), "\n");
+    return std::regex_replace(out, std::regex("^\n|\n$"), "");
 }
 
 struct modem : testing::Test {
@@ -53,6 +49,14 @@ struct modem : testing::Test {
         feed(model, at_port, input, now);
         return take(model, at_port, now);
     }
+    // A table of docs/virtual-router.md.
+    void play(const char *heading)
+    {
+        const auto rows = readtable("virtual-router.md", heading);
+        EXPECT_GT(rows.size(), 15U);
+        for (const auto &cells : rows)
+            play({{std::stol(cells[0]), cells[1], cells[2], cells[3]}});
+    }
     void play(std::initializer_list<scene_row> rows)
     {
         for (const auto &[now, command, lines, second] : rows) {
@@ -66,54 +70,22 @@ struct modem : testing::Test {
 TEST_F(modem, findsNetworkAndPlaceAsItIsToldAndInItsTime)
 {
     model.technologies = "LTE,GSM";
-    model.profile.reply = {{"LTE", "L"}, {"GSM", "G{rssi:-64}"}, {"fix", "F"}, {"nofix", "N"}};
     model.profile.fix_delay = 90000;
-    model.signal["rssi"] = "-71";
-    play({
-        {2000, "AT+CPSI?", "+CPSI: L"},
-        {2000, "AT+CNMP=13", ""},
-        {3499, "AT+CPSI?", "+CPSI: NO SERVICE,Online"},
-        {3500, "AT+CPSI?", "+CPSI: G-71"},
-        {3500, "AT+COPS=3,2", ""},
-        {3500, "AT+COPS?", "+COPS: 0,2,\"25099\",0"},
-        {3500, "AT+CNMP=14", ""},
-        {9000, "AT+COPS?", "+COPS: 0"},
-        {9000, "AT+CNMP?", "+CNMP: 14"},
-        {9000, "AT+CNMP=38", ""},
-        {10500, "AT+COPS=2", ""},
-        {10500, "AT+COPS?", "+COPS: 2"},
-        {20000, "AT+COPS=1,2,\"26201\"", ""},
-        {30000, "AT+COPS?", "+COPS: 1"},
-        {30000, "AT+COPS=0,0", ""},
-        {30000, "AT+COPS?", "+COPS: 0,0,\"Test Operator\",7"},
-        {31000, "AT+CGNSSPWR=1", ""},
-        {120999, "AT+CGNSSINFO", "+CGNSSINFO: N"},
-        {120999, "AT+CGNSSPWR=1", ""},
-        {121000, "AT+CGNSSINFO", "+CGNSSINFO: F"},
-    });
+    play("Conversation about network and place");
     model.slots[0].inserted = false;
     play({{121000, "AT+COPS?", "+COPS: 0"}});
 }
 
-TEST_F(modem, repliesAreFramedAndRefusedAsRealOnesAre)
+TEST_F(modem, refusesWhatItDoesNotKnow)
 {
-    const std::pair<const char *, const char *> rows[] = {
-        {"at+cadc=2", "\r\n+CADC: 1500\r\n\r\nOK\r\n"},
-        {"AT+CGDRT=20,1;+CGDRT=12,1", "\r\nOK\r\n"},
-        {"AT+CGSETV=99,1;+CADC=2", "\r\nERROR\r\n"},
-        {"AT+NOSUCH", "\r\nERROR\r\n"},
-        {"AT+CGMMX", "\r\nERROR\r\n"},
-        {"AT+CGDCONT=1,\"IP\",\"a;b\"", "\r\nOK\r\n"},
-        {"AT+CMGR=3", "\r\nOK\r\n"},
-        {"AT+CMGR=11", "\r\n+CMS ERROR: Invalid memory index\r\n"},
-        {"AT+CFUN=9", "\r\n+CME ERROR: Incorrect parameters\r\n"},
-        {"AT+CNMP=3", "\r\nERROR\r\n"},
-        {"AT+CMGS=15", "\r\n> "},
-    };
-    for (const auto &[command, reply] : rows) {
-        begin();
-        EXPECT_EQ(say(std::string(command) + "\r"), reply) << command;
-    }
+    play({
+        {0, "AT+CGSETV=99,1;+CADC=2", "ERROR"},
+        {0, "AT+CGMMX", "ERROR"},
+        {0, "AT+CGDCONT=1,\"IP\",\"a;b\"", ""},
+        {0, "AT+CMGR=11", "+CMS ERROR: Invalid memory index"},
+        {0, "AT+CFUN=9", "+CME ERROR: Incorrect parameters"},
+        {0, "AT+CNMP=3", "ERROR"},
+    });
 }
 
 TEST_F(modem, faultsChangeTheReplyAndWearOff)
@@ -147,57 +119,10 @@ TEST_F(modem, faultsChangeTheReplyAndWearOff)
     }
 }
 
-TEST_F(modem, givesTheRouterAnAddressWithADataConnectionOnly)
-{
-    const std::pair<const char *, const char *> rows[] = {
-        {"AT+DIALMODE=0", ""},
-        {"AT+CGDCONT=2,\"IP\"", ""},
-        {"AT+CGDCONT=1,\"IP\"", "203.0.113.2"},
-        {"AT+USBNETIP=0,10,117", "10.117.0.2"},
-        {"AT+DIALMODE=1", ""},
-        {"AT+DIALMODE=0;+USBNETIP=1", "203.0.113.2"},
-        {"AT+COPS=2", ""},
-        {"AT+COPS=0;+CFUN=4", ""},
-    };
-    for (const auto &[command, address] : rows) {
-        (void)say(std::string(command) + "\r", 5000);
-        EXPECT_EQ(hostaddress(model), address) << command;
-    }
-}
-
 TEST_F(modem, codesUnlockTheCardWhileTriesAreLeft)
 {
     model.slots[0].lock = "SIM PIN";
-    const std::string wrong = "+CME ERROR: incorrect password";
-    const std::string needspuk = "+CME ERROR: SIM PUK required";
-    play({
-        {0, "AT+CPIN=1", wrong},
-        {0, "AT+CIMI", "+CME ERROR: SIM PIN required"},
-        {0, "AT+CPIN=\"1234\"", ""},
-        {0, "AT+CPIN?", "+CPIN: READY"},
-        {0, "AT+CIMI", "250990000000001"},
-        {0, "AT+CPIN=1234", "+CME ERROR: operation not allowed"},
-        {0, "AT+CLCK=\"SC\",2", "+CLCK: 1"},
-    });
-    (void)say("AT+CATR=2;+CFUN=0;+CFUN=4\r");
-    (void)take(model, second_port, 0);
-    play({
-        {0, "AT+CPIN=1", wrong},
-        {0, "AT+CPIN=1", wrong},
-        {0, "AT+CPIN?", "+CPIN: SIM PIN"},
-        {0, "AT+CPIN=1", wrong},
-        {0, "AT+CPIN?", "+CPIN: SIM PUK"},
-        {0, "AT+CPIN=1234", needspuk},
-        {0, "AT+CMGR=1", "+CMS ERROR: SIM PUK required"},
-        {0, "AT+CPIN=1,4321", wrong},
-        {0, "AT+CPIN=12345678,4321", "", "SMS DONE|PB DONE"},
-        {0, "AT+CPIN?", "+CPIN: READY"},
-        {0, "AT+CLCK=SC,0,4321", ""},
-        {0, "AT+CFUN=0;+CFUN=4", "", "+CPIN: READY|SMS DONE|PB DONE"},
-        {0, "AT+CLCK=SC,2", "+CLCK: 0"},
-        {0, "AT+CLCK=SC,1,4321", ""},
-        {0, "AT+CFUN=0;+CFUN=4", "", "+CPIN: SIM PIN"},
-    });
+    play("Conversation about a locked card");
     model.slots[0].lock = "SIM PUK";
     model.slots[0].unlocked = false;
     for (int tries = 0; tries < 10; tries++)
@@ -217,9 +142,9 @@ TEST_F(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
     model.ussd[""] = {"+CUSD: 2", 100};
     powercycle(model, 0);
     play({
-        {0, "ATE0;+CMEE=2", "RDY|ATE0;+CMEE=2", "RDY"},
+        {0, "ATE0;+CMEE=2", "RDY\nATE0;+CMEE=2", "RDY"},
         {2999, "AT+CIMI", "+CME ERROR: SIM busy"},
-        {3000, "AT+CIMI", "+CPIN: READY|250990000000001", "+CPIN: READY"},
+        {3000, "AT+CIMI", "+CPIN: READY\n250990000000001", "+CPIN: READY"},
         {3000, "AT+CMGR=1", "+CMS ERROR: SIM busy"},
         {4500, "AT+CATR=2", "+CREG: 1", "+CREG: 1"},
         {5000, "AT+CMGR=1", "", "SMS DONE"},
@@ -237,13 +162,13 @@ TEST_F(modem, saysUnaskedWhatItWasToldToSayWhereItWasToldTo)
         {11050, "AT+CUSD=2", ""},
         {11200, "AT+CUSD=1,\"1\",15", ""},
         {11299, "", ""},
-        {11300, "AT+COPS=2", "", "+CUSD: 2|+CREG: 0"},
+        {11300, "AT+COPS=2", "", "+CUSD: 2\n+CREG: 0"},
         {11300, "AT+CATR=3", ""},
         {50000, "", "RING"},
         {50000, "AT+CFUN=0", ""},
         {60000, "AT+CFUN=4", ""},
         {63000, "", "+CPIN: READY"},
-        {99999, "AT+CATR=1", "SMS DONE|PB DONE"},
+        {99999, "AT+CATR=1", "SMS DONE\nPB DONE"},
         {100000, "", ""},
     });
     model.profile.stubborn = 1;
