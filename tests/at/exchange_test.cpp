@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "at/await.h"
 #include "at/sendat.h"
 #include "at/ussd.h"
 #include "core/record/text.h"
@@ -67,21 +66,6 @@ TEST(sendat, chatterWithoutEndDoesNotOutlastTheTimeout)
     alarm(20);
     EXPECT_EQ(modem_sendat(port.state.get(), "AT+TEST", modem_atok, 100, 0), 1);
     alarm(0);
-}
-
-TEST(sendat, chunkThatDoesNotFitStartsAnew)
-{
-    modem_replytext text = "";
-    const auto add = [&](std::size_t length, const std::string &chunk) {
-        return modem_accumulate(
-            text, length, {reinterpret_cast<const std::uint8_t *>(chunk.data()), chunk.size()});
-    };
-    EXPECT_EQ(add(0, std::string(560, 'a')), 560U);
-    EXPECT_EQ(text[560], '\0');
-    EXPECT_EQ(add(560, ""), 560U);
-    EXPECT_EQ(add(560, "K"), 1U);
-    EXPECT_STREQ(text, "K");
-    EXPECT_EQ(add(1, std::string(559, 'b')), 560U);
 }
 
 TEST(ussd, everyAnswerEndsTheRequest)

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/life/thread.h"
 #include "core/record/command.h"
 #include "core/record/flags.h"
 #include "core/record/state.h"
@@ -36,22 +35,4 @@ TEST(worker, servesCommandsInOrderAndCountsInitialisations)
     EXPECT_TRUE(record->fdcmd[0] == -1 && record->fdcmd[1] == -1);
     EXPECT_EQ(record->taskid, static_cast<pthread_t>(-1));
     EXPECT_EQ(modem_sendcommand(record.get(), modemcmdInit), -1);  // nobody is there any more
-}
-
-TEST(thread, stackIsAtLeast128KiB)
-{
-    const std::pair<std::uint32_t, std::size_t> sizes[] = {
-        {0, 131072}, {131071, 131072}, {131072, 131072}, {262144, 262144}};
-    for (const auto &[requested, expected] : sizes) {
-        common_attr attributes = {};
-        attributes.stacksize = requested;
-        ASSERT_EQ(common_setattr("test", &attributes), 0);
-        std::size_t size = 0;
-        EXPECT_EQ(pthread_attr_getstacksize(&attributes.attr, &size), 0);
-        EXPECT_EQ(size, expected);
-        EXPECT_EQ(common_clearattr("test", &attributes), 0);
-    }
-    EXPECT_EQ(common_setattr(nullptr, nullptr), -1);
-    EXPECT_EQ(common_setattr("test", nullptr), -1);
-    EXPECT_EQ(common_clearattr(nullptr, nullptr), -1);
 }
