@@ -64,9 +64,6 @@ class Router:
         """The answer to a request made past the page."""
         body = json.dumps({"jsonrpc": "2.0", "id": 1, "method": "call",
                            "params": [session, obj, method, arguments]}).encode()
-        return self.post(body)
-
-    def post(self, body):
         server = self.address.rsplit("/", 2)[0]
         with urllib.request.urlopen(f"{server}/ubus", body, timeout=PATIENCE) as answer:
             return json.loads(answer.read().decode("cp1251"))
@@ -103,10 +100,10 @@ class Page:
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [
             {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}]})
 
-    def open(self, address, name=None, password=None):
+    def open(self, address, name=None):
         self.driver.get(address)
         if name is not None:
-            self.login(name, password or name)
+            self.login(name, name)
 
     def login(self, name, password):
         until(lambda: len(self.all("form input")) == 2, "the log-in")
