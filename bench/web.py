@@ -10,7 +10,7 @@ import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(ROOT / "tests/web"))
+sys.path.insert(0, str(ROOT / "simulator/web"))
 from page import BUILD, Page, Router, until  # noqa: E402
 
 SPAN = 20 if "--quick" in sys.argv else 60  # s

@@ -9,7 +9,7 @@ import urllib.error
 import urllib.request
 
 sys.dont_write_bytecode = True
-sys.path.insert(0, os.path.abspath(f"{__file__}/.."))
+sys.path.insert(0, os.path.abspath(f"{__file__}/../../../simulator/web"))
 from page import BUILD, NOBODY, Page, Router, until  # noqa: E402
 
 METHODS = {
