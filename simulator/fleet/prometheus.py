@@ -66,7 +66,7 @@ class Prometheus:
             (self.folder / path.name).write_text(accelerated(rules, factor))
             self.needed |= {alert: time / factor for alert, time in needed(rules).items()}
 
-    def start(self, gate, names):
+    def start(self, gate, names, *options):
         (self.folder / "targets.yml").write_text(json.dumps(  # which is YAML, too
             [{"targets": [f"127.0.0.1:{gate}"],
               "labels": {"instance": name, "__metrics_path__": f"/{name}/metrics"}}
@@ -79,7 +79,7 @@ class Prometheus:
             self.process = subprocess.Popen(
                 [*TIED, self.programs / "prometheus", f"--web.listen-address=127.0.0.1:{port}",
                  f"--config.file={self.folder}/prometheus.yml",
-                 f"--storage.tsdb.path={self.folder}/data", "--log.level=warn"],
+                 f"--storage.tsdb.path={self.folder}/data", "--log.level=warn", *options],
                 stdin=subprocess.DEVNULL, stdout=log, stderr=log, start_new_session=True)
         end = time.monotonic() + 60
         while True:
