@@ -33,7 +33,7 @@
     static __typeof__(name) *real; \
     if (real == NULL) *(void **)&real = dlsym(RTLD_NEXT, #name)
 
-enum { waitpace = 50, timerpace = 10, subjectmax = 512 };
+enum { waitpace = 50, timerpace = 10 };
 
 static const char orderpath[] = "/run/failing";
 static _Thread_local long virtualtime; /* ms, the sum of the thread's waits */
@@ -69,10 +69,21 @@ static size_t stack_of(const pthread_attr_t *attributes)
     return stack;
 }
 
+/* The thread's name and more; holds until the thread's next call. */
+__attribute__((format(printf, 1, 2))) static char *say(const char *format, ...)
+{
+    static _Thread_local char text[512];
+    const size_t room = sizeof(text) - 1; /* but for the line's end of a record */
+    const int head = snprintf(text, room, "%s ", thread_name());
+    va_list arguments;
+    va_start(arguments, format);
+    (void)vsnprintf(text + head, room - (size_t)head, format, arguments);
+    va_end(arguments);
+    return text;
+}
+
 /* Whether this call is the one that is to fail; errno is set then. */
-__attribute__((format(printf, 2, 3))) static int is_failing(const char *call,
-                                                            const char *format,
-                                                            ...)
+static int is_failing(const char *call, const char *subject)
 {
     static atomic_int seen;
     const int fd = (int)syscall(SYS_openat, AT_FDCWD, orderpath, O_RDONLY | O_CLOEXEC);
@@ -85,30 +96,18 @@ __attribute__((format(printf, 2, 3))) static int is_failing(const char *call,
     int error = 0;
     int rest = 0;
     if (sscanf(order, "%31s %d %d %n", name, &nth, &error, &rest) < 3) return 0;
-    if (strcmp(name, call) != 0) return 0;
-    char subject[subjectmax];
-    const int head = snprintf(subject, sizeof(subject), "%s ", thread_name());
-    va_list arguments;
-    va_start(arguments, format);
-    (void)vsnprintf(subject + head, sizeof(subject) - (size_t)head, format, arguments);
-    va_end(arguments);
-    if (strstr(subject, order + rest) == NULL || atomic_fetch_add(&seen, 1) + 1 != nth) return 0;
+    if (strcmp(name, call) != 0 || strstr(subject, order + rest) == NULL) return 0;
+    if (atomic_fetch_add(&seen, 1) + 1 != nth) return 0;
     atomic_store(&seen, 0);
     (void)unlink(orderpath);
     errno = error;
     return 1;
 }
 
-__attribute__((format(printf, 1, 2))) static void record(const char *format, ...)
+static void record(char *line)
 {
     const char *path = getenv("CALLS_RECORD");
     if (path == NULL) return;
-    char line[subjectmax];
-    const int head = snprintf(line, sizeof(line) - 1, "%s ", thread_name());
-    va_list arguments;
-    va_start(arguments, format);
-    (void)vsnprintf(line + head, sizeof(line) - 1 - (size_t)head, format, arguments);
-    va_end(arguments);
     (void)strcat(line, "\n");
     const int fd =
         (int)syscall(SYS_openat, AT_FDCWD, path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
@@ -130,7 +129,7 @@ static struct timespec shortened(long ms, int pace)
 static int begin_wait(const char *call, int timeout)
 {
     if (!is_flying() || timeout <= 0) return timeout;
-    record("%s %d", call, timeout);
+    record(say("%s %d", call, timeout));
     (void)syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &waitbegan);
     return timeout / waitpace + 1;
 }
@@ -159,7 +158,7 @@ int clock_nanosleep(clockid_t clock, int flags, const struct timespec *time, str
     REAL(clock_nanosleep);
     if (!is_flying()) return real(clock, flags, time, rest);
     const long ms = milliseconds(time);
-    record("pause %ld", ms);
+    record(say("pause %ld", ms));
     virtualtime += ms;
     const struct timespec less = shortened(ms, waitpace);
     return real(clock, flags, &less, rest);
@@ -170,7 +169,7 @@ int timerfd_settime(int fd, int flags, const struct itimerspec *value, struct it
     REAL(timerfd_settime);
     if (!is_flying()) return real(fd, flags, value, former);
     const long ms = milliseconds(&value->it_value);
-    record("timer %ld", ms);
+    record(say("timer %ld", ms));
     const struct itimerspec less = {{0, 0}, shortened(ms, timerpace)};
     return real(fd, flags, &less, former);
 }
@@ -186,7 +185,8 @@ int epoll_wait(int fd, struct epoll_event *events, int most, int timeout)
 int poll(struct pollfd *fds, nfds_t count, int timeout)
 {
     REAL(poll);
-    if (is_failing("poll", "%s %s", target_of(fds[0].fd), count > 1 ? target_of(fds[1].fd) : "")) {
+    const char *second = count > 1 ? target_of(fds[1].fd) : "";
+    if (is_failing("poll", say("%s %s", target_of(fds[0].fd), second))) {
         if (errno != 0) return -1;
         fds[0].revents = POLLHUP;
         return 1;
@@ -202,15 +202,16 @@ ssize_t write(int fd, const void *data, size_t size)
     const char *target = target_of(fd);
     const int head = (int)(size < 100 ? size : 100);
     const int istext = strncmp(target, "/dev/pts/", 9) == 0;
-    if (is_failing("write", "%s %.*s", target, istext ? head : 0, (const char *)data)) return -1;
-    if (istext) record("send %.*s", head - 1, (const char *)data); /* without the line's end */
+    const char *subject = say("%s %.*s", target, istext ? head : 0, (const char *)data);
+    if (is_failing("write", subject)) return -1;
+    if (istext) record(say("send %.*s", head - 1, (const char *)data)); /* without its line end */
     return real(fd, data, size);
 }
 
 ssize_t read(int fd, void *data, size_t size)
 {
     REAL(read);
-    if (is_failing("read", "%s", target_of(fd))) return errno == 0 ? 0 : -1;
+    if (is_failing("read", say("%s", target_of(fd)))) return errno == 0 ? 0 : -1;
     return real(fd, data, size);
 }
 
@@ -221,7 +222,7 @@ int open(const char *path, int flags, ...)
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    if (is_failing("open", "%s", path)) return -1;
+    if (is_failing("open", say("%s", path))) return -1;
     return real(path, flags, mode);
 }
 
@@ -231,8 +232,8 @@ int open(const char *path, int flags, ...)
     {                                                                 \
         REAL(name);                                                   \
         const char *target = subject;                                 \
-        record(#name __VA_ARGS__);                                    \
-        if (is_failing(#name, "%s", target)) return failed;           \
+        record(say(#name __VA_ARGS__));                               \
+        if (is_failing(#name, say("%s", target))) return failed;      \
         return real arguments;                                        \
     }
 
@@ -253,7 +254,7 @@ WRAP(int, pthread_create,
 void openlog(const char *ident, int options, int facility)
 {
     REAL(openlog);
-    record("openlog %s %d %d", ident, options, facility);
+    record(say("openlog %s %d %d", ident, options, facility));
     real(ident, options, facility);
 }
 
@@ -264,5 +265,5 @@ void *calloc(size_t count, size_t size)
     resolving = 1;
     REAL(calloc);
     resolving = 0;
-    return is_failing("calloc", "%zu ", count * size) ? NULL : real(count, size);
+    return is_failing("calloc", say("%zu ", count * size)) ? NULL : real(count, size);
 }
