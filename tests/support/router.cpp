@@ -48,11 +48,6 @@ void cleanup()
         (void)unlink(path);
 }
 
-bool contains(const std::vector<std::string> &lines, const std::string &line)
-{
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
-
 std::vector<std::string> linesfrom(const std::string &path, std::size_t since)
 {
     const std::string text = read_file(path);
@@ -190,7 +185,7 @@ std::vector<std::string> virtual_router::log(const router_mark &since)
 
 bool virtual_router::logs(const std::string &line, const router_mark &since)
 {
-    return wait_until([&] { return contains(log(since), line); });
+    return wait_until([&] { return std::ranges::count(log(since), line) > 0; });
 }
 
 std::vector<std::string> virtual_router::out(const router_mark &since)
@@ -209,7 +204,7 @@ std::vector<std::string> virtual_router::commands(const router_mark &since)
 
 bool virtual_router::receives(const std::string &command, const router_mark &since)
 {
-    return wait_until([&] { return contains(commands(since), command); });
+    return wait_until([&] { return std::ranges::count(commands(since), command) > 0; });
 }
 
 process_usage virtual_router::usage()
