@@ -179,6 +179,26 @@ TEST_F(bus, readerThatDoesNotReadLosesItsConnectionAndNobodyElseWaits)
         << "the last subscriber has gone";
 }
 
+TEST_F(bus_hardening, listsAreSentWholeToSlowReaders)
+{
+    constexpr int count = 3000;  // of some 800 octets each: beyond what is queued otherwise
+    const wire owner(path), slow(path), other(path);
+    const std::string tail = hexof(std::string(702, 'x')) + "00";
+    for (int number = 10000; number < 10000 + count; number++) {
+        const std::string name = hexof(std::to_string(number)) + tail;
+        owner.send("00060001 00000000 000002d0 020002c8" + name + "06000004");
+        EXPECT_TRUE(owner.receive().starts_with("0002"));
+        EXPECT_TRUE(owner.receive().starts_with("0001"));
+    }
+    slow.send("00040001 00000000 00000004");
+    for (int turn = 0; turn < 2; turn++)  // by then the list is on its way
+        EXPECT_EQ(other.ask(lookup), notfound);
+    int listed = 0;
+    while (slow.receive().starts_with("0002"))
+        listed++;
+    EXPECT_EQ(listed, count);
+}
+
 TEST_F(bus_hardening, hostileClientsHurtOnlyThemselves)
 {
     for (const char *length : {"00000003", "00000000", "00100001", "00ffffff"})
