@@ -1,13 +1,11 @@
 # SPDX-License-Identifier: ISC
 # Service files, recipe, access files and manual page: checked with the tools of their trade.
 set(packaging_facts
-    scriptsPassShellcheck
     serviceIsPatientAndStartsWithItsPorts
     serviceIsConfinedAsFarAsTheSystemCan
     reloadLeavesTheServiceFree
     changedSettingsWaitForRunningInitialisation
-    returnedModemHealsOnlyFromError
-    healingIsRateLimitedAndEnds
+    returnedModemHealsOnlyFromErrorAndNotForEver
     watcherOrdersWithGrowingPauses
     portsAreNamedByWhatTheyAre
     namesOfOthersAreLeftAlone

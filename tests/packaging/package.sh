@@ -64,23 +64,17 @@ recipesSourceKeepsTheOptimisation() {
 	grep -q '"kelvantorium [0-9.]* 1-' "$work/cmake/version.c" || fail "build is not named"
 }
 
-# In the package manager's order: the files are there, the groups are made, the script runs. The
-# parts of USERID are user:group, where "=" and a number may follow each.
+# The package manager makes the groups before it runs the script. The parts of USERID are
+# user:group, where "=" and a number may follow each.
 accessGroupsComeWithThePackage() {
 	needs make
 	recipe recipe >"$work/log"
-	cp -r "$files/acl.d" "$work/root/usr/share/"
-	# shellcheck disable=SC2013
-	for part in $(sed -n 's/^ *USERID:=//p' "$work/control"); do
-		expect "user" "" "${part%%:*}"
-		group=${part#*:}
-		# shellcheck source=/dev/null
-		(. "$tests/functions.sh" && group_add_next "${group%%=*}")
-	done
-	PATH=$tests/stubs:$PATH IPKG_INSTROOT=$work/root busybox ash "$work/postinst"
-	expect "brokers told while an image is built" 0 "$(calls killall)"
-	PATH=$tests/stubs:$PATH IPKG_INSTROOT='' busybox ash "$work/postinst"
-	groupsAreGranted
+	expect "groups" "$(grantedgroups)" \
+		"$(sed -n 's/^ *USERID:=//p' "$work/control" | tr ' ' '\n' | sed 's/^:\([^=]*\).*/\1/' | sort)"
+	PATH=$work/stubs:$PATH IPKG_INSTROOT=$work/root busybox ash "$work/postinst"
+	expect "calls while an image is built" "" "$(cat "$work/calls")"
+	PATH=$work/stubs:$PATH IPKG_INSTROOT='' busybox ash "$work/postinst"
+	expect "calls on a router" "killall -HUP ubusd" "$(cat "$work/calls")"
 }
 
 filtersHoldWhatTheirArchitectureHas() {
