@@ -3,9 +3,8 @@
 // script on a clock that runs faster, and the service manager, whose part is played here. The
 // daemon has to come back to "op" each time, without losing a message that has left the modem.
 #include <algorithm>
+#include <array>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <iostream>
 #include <map>
 #include <random>
@@ -18,15 +17,10 @@
 namespace
 {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr long growthlimit = 65536;  // KiB; the sanitizers keep what was freed
-constexpr int ordinarycount = 12;
-#else
-constexpr long growthlimit = 16;
-constexpr int ordinarycount = 50;
-#endif
-
+constexpr int ordinarycount = issanitized ? 12 : 50;
+constexpr long growth = 16;  // KiB
 constexpr char scriptpath[] = "/run/kelvantorium-reinit";
+constexpr char counterpath[] = "info.kelvantorium.reinit_counter";
 
 // The package's script with a clock that runs two hundred times faster.
 void makescript()
@@ -48,20 +42,19 @@ ubus() {
 }
 
 struct campaign : running_router {
-    campaign(unsigned seed)
+    explicit campaign(unsigned seed)
         : running_router({.config = std::string(router_defaultconfig) +
                                     "config service 'service'\n\toption trace '0'\n",
                           .prefix = "env FAST_TIMEOUT=1000"}),
           random(seed)
     {
         makescript();
-        watcher = runscript("watch");
+        runscript("watch");
     }
     ~campaign()
     {
-        (void)process_stop(watcher, SIGKILL, std::chrono::seconds(1));
-        for (const pid_t healer : healers)
-            (void)process_stop(healer, SIGKILL, std::chrono::seconds(1));
+        for (const pid_t script : scripts)
+            (void)process_stop(script, SIGKILL, std::chrono::seconds(1));
     }
 
     int upto(int most)
@@ -72,106 +65,135 @@ struct campaign : running_router {
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(upto(most)));
     }
-    static pid_t runscript(const char *task)
+    void runscript(const char *task)
     {
-        return process_start({"sh", scriptpath, task, "campaign"}, {.folder = ROUTER_PROGRAMS});
+        scripts.push_back(
+            process_start({"sh", scriptpath, task, "campaign"}, {.folder = ROUTER_PROGRAMS}));
     }
 
-    void vanish();
-    void fallsilent();
-    void babble();
-    void hangup();
-    void losecard();
-    void restartnetwork();
-    void restartbroker();
-    void killandstart();
+    // Numbered messages, at places that nothing else of this recovery uses.
+    void deliver(std::size_t places)
+    {
+        while (sent.size() < places) {
+            sent.push_back("message " + std::to_string(++number));
+            store(*this, sent.size(), plainpdu(sent.back()));
+        }
+    }
+    // Returns in the middle of the second message, or soon after it.
+    void deliverslowly()
+    {
+        arrange(*this, {{"fault",
+                         {{"command", "AT+CMG"}, {"kind", "split"}, {"chunk", 3}, {"delay", 2}}}});
+        const router_mark now = mark();
+        deliver(2);
+        EXPECT_TRUE(receives("AT+CMGR=2", now));
+        pause(80);
+    }
 
-    void deliver(std::size_t places);
-    bool iswell(const std::string &former);
-    void expect_messages();
-    void expect_nomore(const process_usage &former, int recoveries);
+    // The hot-plug script is started for each port that appears.
+    void vanish()
+    {
+        arrange(*this, {{"unplug"}});
+        pause(200);
+        arrange(*this, {{"clear_faults"}, {"replug"}});
+        for (int port = 0; port < 2; port++)
+            runscript("heal");
+    }
+    void fallsilent()
+    {
+        arrange(*this, {fault("AT", "silence", 1 + upto(1))});
+    }
+    // More than any buffer of the daemon holds.
+    void babble()
+    {
+        const char *commands[] = {"AT+CADC", "AT+CGNSSINFO", "AT+COPS?", "AT+CPSI?"};
+        const char *command = commands[upto(3)];
+        const std::string text(static_cast<std::size_t>(upto(100000)), '#');
+        arrange(*this, {fault(command, "reply", 1, text)});
+        expect_silence(command);
+    }
+    void hangup()
+    {
+        deliverslowly();
+        vanish();
+    }
+    void losecard()
+    {
+        arrange(*this, {{"sim", {{"slot", 1}, {"inserted", false}}}});
+        EXPECT_TRUE(becomes(errorpath, "sim_removed"));
+        pause(500);
+        arrange(*this, {{"sim", {{"slot", 1}, {"inserted", true}}}});
+    }
+    void restartnetwork()
+    {
+        (void)parts.kill(router_part::network);
+        pause(50);
+        EXPECT_TRUE(parts.start(router_part::network)) << parts.error();
+    }
+    // The daemon ends with it.
+    void restartbroker()
+    {
+        (void)parts.kill(router_part::broker);
+        (void)waitdaemon();
+        pause(50);
+        EXPECT_TRUE(parts.start(router_part::broker)) << parts.error();
+        for (const char *object : {"simulator", "network.interface.usb0"})
+            EXPECT_TRUE(wait_until([&] { return bus().has(object); })) << object;
+        EXPECT_TRUE(startdaemon());
+    }
+    void killandstart()
+    {
+        deliverslowly();
+        killdaemon();
+        arrange(*this, {{"clear_faults"}});
+        EXPECT_TRUE(startdaemon());
+    }
+
+    // Initialised since, connected, and nothing left to read.
+    bool iswell(const std::string &former)
+    {
+        const bus_reply now = call("get");
+        const bus_reply left = modem("state");
+        return now[statepath] == "op" && now["info.network.state"] == "connected" &&
+               now[counterpath] != former && !left.has("storage.messages.1") &&
+               !left.has("storage.messages.2");
+    }
+
+    // The list goes on with messages of this recovery, each at most once; one that the daemon has
+    // taken from the modem is among them. Others were in the modem when it was initialised.
+    void expect_messages()
+    {
+        const std::vector<entry> file = readlist();
+        const auto now = std::strtoul(status("info.sms.recv_counter").c_str(), nullptr, 10);
+        std::map<std::string, int> found;
+        while (last != now) {
+            const std::string text = file.at(last % 32).text;
+            EXPECT_TRUE(++found[text] == 1 && std::ranges::count(sent, text) == 1) << text;
+            list[last % 32] = text;
+            last = last % 32 + 1;
+            stored++;
+        }
+        for (std::size_t id = 0; id < 32 && !list[id].empty(); id++) {
+            EXPECT_EQ(file.at(id).text, list[id]) << id + 1;
+            if (id >= last) continue;
+            EXPECT_EQ(call("sms_get", {{"id", std::to_string(id + 1)}})["text"], list[id]);
+        }
+        for (const std::string &command : commands(since))
+            for (std::size_t place = 1; place <= sent.size(); place++)
+                EXPECT_TRUE(command != "AT+CMGD=" + std::to_string(place) ||
+                            found[sent[place - 1]] == 1)
+                    << sent[place - 1] << " is lost";
+        sent.clear();
+    }
 
     std::mt19937 random;
-    pid_t watcher = -1;
-    std::vector<pid_t> healers;
+    std::vector<pid_t> scripts;
     router_mark since;                 // of the recovery under way
     std::vector<std::string> sent;     // in it, by place in the modem
     std::array<std::string, 32> list;  // texts, as they have to be in the file
-    std::int32_t last = 0;
+    std::size_t last = 0;              // that was stored
     int number = 0, stored = 0;
 };
-
-// The hot-plug script is started for each port that appears.
-void campaign::vanish()
-{
-    arrange(*this, {{"unplug"}});
-    pause(200);
-    arrange(*this, {{"clear_faults"}, {"replug"}});
-    for (int port = 0; port < 2; port++)
-        healers.push_back(runscript("heal"));
-}
-
-void campaign::fallsilent()
-{
-    arrange(*this, {fault("AT", "silence", 1 + upto(1))});
-}
-
-// More than any buffer of the daemon holds.
-void campaign::babble()
-{
-    const char *commands[] = {"AT+CADC", "AT+CGNSSINFO", "AT+COPS?", "AT+CPSI?"};
-    const char *command = commands[upto(3)];
-    arrange(*this, {{"fault",
-                     {{"command", command},
-                      {"kind", "reply"},
-                      {"text", std::string(static_cast<std::size_t>(upto(100000)), '#')},
-                      {"times", 1}}}});
-    expect_silence(command);
-}
-
-void campaign::hangup()
-{
-    arrange(*this,
-            {{"fault", {{"command", "AT+CMGR"}, {"kind", "split"}, {"chunk", 3}, {"delay", 2}}}});
-    const router_mark now = mark();
-    deliver(2);
-    EXPECT_TRUE(receives("AT+CMGR=2", now));
-    pause(80);
-    vanish();
-}
-
-void campaign::losecard()
-{
-    arrange(*this, {{"sim", {{"slot", 1}, {"inserted", false}}}});
-    EXPECT_TRUE(becomes(errorpath, "sim_removed"));
-    pause(500);
-    arrange(*this, {{"sim", {{"slot", 1}, {"inserted", true}}}});
-}
-
-void campaign::restartnetwork()
-{
-    (void)parts.kill(router_part::network);
-    pause(50);
-    EXPECT_TRUE(parts.start(router_part::network)) << parts.error();
-}
-
-// The daemon ends with it.
-void campaign::restartbroker()
-{
-    (void)parts.kill(router_part::broker);
-    (void)waitdaemon();
-    pause(50);
-    EXPECT_TRUE(parts.start(router_part::broker)) << parts.error();
-    for (const char *object : {"simulator", "network.interface.usb0"})
-        EXPECT_TRUE(wait_until([&] { return bus().has(object); })) << object;
-    EXPECT_TRUE(startdaemon());
-}
-
-void campaign::killandstart()
-{
-    killdaemon();
-    EXPECT_TRUE(startdaemon());
-}
 
 struct kind {
     const char *name;
@@ -188,80 +210,14 @@ constexpr kind kinds[] = {
     {"network service restarted", &campaign::restartnetwork, false},
     // These end the daemon.
     {"broker restarted", &campaign::restartbroker, false},
-    {"daemon killed", &campaign::killandstart, false},
+    {"daemon killed in a message", &campaign::killandstart, false, 1},
 };
 constexpr int mildest = 5;  // the last one that leaves the process alone
 
-// Numbered messages, at places that nothing else of this recovery uses.
-void campaign::deliver(std::size_t places)
-{
-    while (sent.size() < places) {
-        sent.push_back("message " + std::to_string(++number));
-        store(*this, sent.size(), plainpdu(sent.back()));
-    }
-}
-
-// Initialised since, connected, and nothing left to read.
-bool campaign::iswell(const std::string &former)
-{
-    const bus_reply now = call("get");
-    return now[statepath] == "op" && now["info.network.state"] == "connected" &&
-           now["info.kelvantorium.reinit_counter"] != former &&
-           !modem("state").has("storage.messages.1") && !modem("state").has("storage.messages.2");
-}
-
-// The list goes on with messages of this recovery, each at most once; one that the daemon has taken
-// from the modem is among them. Others were in the modem when it was initialised.
-void campaign::expect_messages()
-{
-    const std::string image = read_file("/root/listsms.kelvantorium");
-    std::int32_t now = last;
-    if (image.size() == 31908) std::memcpy(&now, image.data(), sizeof now);
-    std::map<std::string, int> found;
-    while (last != now) {
-        last = last % 32 + 1;
-        const std::string text = &image.at(static_cast<std::size_t>(last - 1) * 997 + 40);
-        EXPECT_TRUE(++found[text] == 1 && std::ranges::count(sent, text) == 1) << text;
-        list[static_cast<std::size_t>(last - 1)] = text;
-        stored++;
-    }
-    for (std::size_t id = 0; id < 32 && !list[id].empty(); id++) {
-        EXPECT_EQ(&image.at(id * 997 + 40), list[id]) << id + 1;
-        if (id >= static_cast<std::size_t>(last)) continue;
-        EXPECT_EQ(call("sms_get", {{"id", std::to_string(id + 1)}})["text"], list[id]);
-    }
-    for (const std::string &command : commands(since))
-        for (std::size_t place = 1; place <= sent.size(); place++)
-            EXPECT_TRUE(command != "AT+CMGD=" + std::to_string(place) ||
-                        found[sent[place - 1]] == 1)
-                << sent[place - 1] << " is lost";
-    sent.clear();
-}
-
-void campaign::expect_nomore(const process_usage &former, int recoveries)
-{
-    process_usage now = usage();
-    now.descriptors = descriptors();
-    EXPECT_EQ(now.descriptors, former.descriptors);
-    EXPECT_EQ(now.threads, former.threads);
-    EXPECT_LE(now.anonymous, former.anonymous + growthlimit);
-    std::cout << "in " << recoveries << " recoveries of one process: descriptors "
-              << former.descriptors << " to " << now.descriptors << ", private memory "
-              << former.anonymous << " to " << now.anonymous << " KiB\n";
-}
-
-int environment(const char *name, int ordinary)
-{
-    const char *given = std::getenv(name);
-    return given != nullptr ? std::atoi(given) : ordinary;
-}
-
 TEST(campaign, everyRecoveryEndsInOperation)
 {
-    const int count = environment("CAMPAIGN", ordinarycount);
-    const int seed = environment("CAMPAIGN_SEED", static_cast<int>(std::random_device()() >> 1));
-    std::cout << "CAMPAIGN_SEED=" << seed << "\n";
-    campaign router(static_cast<unsigned>(seed));
+    const int count = static_cast<int>(environment("CAMPAIGN", ordinarycount));
+    campaign router(seedof("CAMPAIGN_SEED"));
     std::map<std::string, int> done;
     process_usage first;
     int number = 0;
@@ -269,7 +225,7 @@ TEST(campaign, everyRecoveryEndsInOperation)
         // The first half is one life of the daemon.
         const kind &next = kinds[router.upto(number < count / 2 ? mildest : mildest + 2)];
         SCOPED_TRACE(std::to_string(number) + " " + next.name);
-        const std::string former = router.status("info.kelvantorium.reinit_counter");
+        const std::string former = router.status(counterpath);
         router.since = router.mark();
         router.deliver(static_cast<std::size_t>(router.upto(next.places)));
         router.pause(60);
@@ -277,11 +233,12 @@ TEST(campaign, everyRecoveryEndsInOperation)
         EXPECT_TRUE(wait_until([&] { return router.iswell(next.isordered ? former : ""); }));
         router.expect_messages();
         done[next.name]++;
-        if (number == count / 8) {
-            first = router.usage();
-            first.descriptors = router.descriptors();
-        }
-        if (number == count / 2 - 1) router.expect_nomore(first, number - count / 8);
+        if (number == count / 8) first = router.steadyusage();
+        if (number != count / 2 - 1) continue;
+        const process_usage now = router.expect_nomore(first, growth);
+        std::cout << "in " << number - count / 8 << " recoveries of one process: descriptors "
+                  << first.descriptors << " to " << now.descriptors << ", private memory "
+                  << first.anonymous << " to " << now.anonymous << " KiB\n";
     }
     std::cout << number << " of " << count << " recoveries:";
     for (const auto &[name, times] : done)

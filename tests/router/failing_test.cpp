@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: ISC
 // What only a failing call shows: every line, roll-back and exit status of those paths.
-#include <algorithm>
 #include <cerrno>
 
 #include <gtest/gtest.h>
@@ -44,15 +43,9 @@ TEST(failing, startEndsWithItsLineAndStatus)
 // Stops the daemon, whose worker has ended or hears nothing.
 void expect_stop(virtual_router &router, const std::string &error)
 {
-    EXPECT_EQ(process_endtext(router.stopdaemon()), "exit status 0");
-    const texts end = {"info modemfree start",
-                       "err modemfree: write(modemcmdStop) done error=" + error,
-                       "info modem done ok", "info main: done ok"};
-    ASSERT_TRUE(router.logs(end.back()));
-    texts log = router.log();
-    std::erase(log, "info modem_task: done ok");  // at whatever time
-    ASSERT_GE(log.size(), end.size());
-    EXPECT_EQ(texts(log.end() - std::ssize(end), log.end()), end);
+    expect_end(router, router.stopdaemon(),
+               {"info modemfree start", "err modemfree: write(modemcmdStop) done error=" + error,
+                "info modem done ok", "info main: done ok"});
 }
 
 TEST(failing, workerThatCannotBeginLeavesInit)
@@ -167,7 +160,7 @@ TEST(port, initialisationRecordsPortsAndSilenceAndKeepsDescriptors)
         // clang-format on
     };
     running_router router({.prefix = watching()});
-    const long descriptors = router.descriptors();
+    const long descriptors = router.steadyusage().descriptors;
     for (const auto &row : rows) {
         SCOPED_TRACE(row.call.name + " " + row.call.text);
         const router_mark since = router.mark();
@@ -177,7 +170,7 @@ TEST(port, initialisationRecordsPortsAndSilenceAndKeepsDescriptors)
         expect_transition(router, since, ends ? "init->error" : "init->op",
                           ends ? "no_answer" : "none", row.reason);
         EXPECT_TRUE(router.logs(row.line, since));
-        EXPECT_EQ(router.descriptors(), descriptors - row.closed);
+        EXPECT_EQ(router.steadyusage().descriptors, descriptors - row.closed);
         router.renew();
     }
 }

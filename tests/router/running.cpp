@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <iostream>
+#include <random>
 #include <thread>
 #include <unistd.h>
 
@@ -86,9 +89,7 @@ condition fault(const std::string &command,
 
 condition held(const char *command)
 {
-    condition row = fault(command, "silence", 1);
-    row.isgivenup = false;
-    return row;
+    return {"fault", {{"command", command}, {"kind", "silence"}, {"times", 1}}};
 }
 
 condition saying(const std::string &text, const char *port)
@@ -126,6 +127,29 @@ std::string plainpdu(const std::string &text)
     simulator::message message;
     message.text = simulator::encode(simulator::coding::bit7, text);
     return simulator::buildpdu(message);
+}
+
+std::vector<entry> readlist()
+{
+    const std::string image = read_file("/root/listsms.kelvantorium");
+    EXPECT_TRUE(image.empty() || image.size() == 31908U) << image.size();
+    std::vector<entry> list;
+    for (std::size_t at = 4; at + 997 <= image.size(); at += 997)
+        list.push_back({&image[at], &image[at + 16], &image[at + 36]});
+    return list;
+}
+
+long environment(const char *name, long ordinary)
+{
+    const char *given = std::getenv(name);
+    return given != nullptr ? std::atol(given) : ordinary;
+}
+
+unsigned seedof(const char *name)
+{
+    const long seed = environment(name, std::random_device()());
+    std::cout << name << "=" << seed << "\n";
+    return static_cast<unsigned>(seed);
 }
 
 running_router::running_router(const router_setup &setup) : virtual_router(quickened(setup))
@@ -180,14 +204,23 @@ std::string running_router::steadypass()
     return distinctpasses(passmark()).back();
 }
 
-long running_router::descriptors()
+process_usage running_router::steadyusage()
 {
-    long least = usage().descriptors;
+    process_usage now = usage();
     for (int looks = 0; looks < 20; looks++) {
         std::this_thread::sleep_for(1ms);
-        least = std::min(least, usage().descriptors);
+        now.descriptors = std::min(now.descriptors, usage().descriptors);
     }
-    return least;
+    return now;
+}
+
+process_usage running_router::expect_nomore(const process_usage &former, long growth)
+{
+    const process_usage now = steadyusage();
+    EXPECT_EQ(now.descriptors, former.descriptors);
+    EXPECT_EQ(now.threads, former.threads);
+    EXPECT_LE(now.anonymous, former.anonymous + (issanitized ? 65536 : growth));
+    return now;
 }
 
 bool running_router::isidle()
@@ -208,6 +241,20 @@ void expect_refusals(virtual_router &router, const std::vector<refusal> &rows)
     }
     EXPECT_EQ(router.status("info.kelvantorium.reason"), former);
     EXPECT_EQ(read_file(router_configpath), package);
+}
+
+void expect_end(virtual_router &router,
+                int status,
+                const std::vector<std::string> &lines,
+                const router_mark &since)
+{
+    const std::string last = "info modem_task: done ok";
+    EXPECT_EQ(process_endtext(status), "exit status 0");
+    EXPECT_TRUE(router.logs(lines.back(), since));
+    std::vector<std::string> log = router.log(since);
+    if (std::ranges::count(lines, last) == 0) std::erase(log, last);
+    ASSERT_GE(log.size(), lines.size());
+    EXPECT_EQ(std::vector(log.end() - std::ssize(lines), log.end()), lines);
 }
 
 void expect_transition(virtual_router &router,

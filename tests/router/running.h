@@ -64,6 +64,23 @@ void expect_refusals(virtual_router &router, const std::vector<refusal> &rows);
 void store(virtual_router &router, std::size_t index, const std::string &pdu);
 std::string plainpdu(const std::string &text);
 
+// The list file, which is whole at any moment once it is there.
+struct entry {
+    std::string number, timestamp, text;
+
+    bool operator==(const entry &) const = default;
+};
+std::vector<entry> readlist();
+
+// What the environment says; a seed that is not there is chosen, and either is printed.
+long environment(const char *name, long ordinary);
+unsigned seedof(const char *name);
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool issanitized = true;  // what was freed is kept
+#else
+inline constexpr bool issanitized = false;
+#endif
 inline const std::string caller = "fifteen letters_client call ";
 inline constexpr char statepath[] = "info.kelvantorium.state";
 inline constexpr char errorpath[] = "info.kelvantorium.error";
@@ -90,11 +107,20 @@ public:
     std::vector<std::string> distinctpasses(const router_mark &since);
     // The last of those from now on.
     std::string steadypass();
-    // Open descriptors between passes, which open some for a moment.
-    long descriptors();
+    // Its usage between passes, which open descriptors for a moment.
+    process_usage steadyusage();
+    // It uses no more than then, but for so many KiB of private memory. Its usage now.
+    process_usage expect_nomore(const process_usage &former, long growth);
     // Whether the modem hears nothing for several passes.
     bool isidle();
 };
+
+// The daemon has ended with this wait status, 0, and its log with these lines; without the worker's
+// last one, which comes at whatever time, unless it is among them.
+void expect_end(virtual_router &router,
+                int status,
+                const std::vector<std::string> &lines,
+                const router_mark &since = {});
 
 // Waits for a transition ("op->error") and checks its words and its line in the log, which may say
 // more (`detail`).
