@@ -44,25 +44,6 @@ TEST(bus, reportIsThereFromTheStartAndNeedsNoHeap)
     EXPECT_LE(grown.size(), 1U) << "only the library's message, which takes in a whole reply";
 }
 
-TEST(bus, mistypedArgumentsAreMissingArguments)
-{
-    const std::pair<const char *, const char *> rows[] = {
-        {"get", "ok"},
-        {"sms_get", "error: msg has no id"},
-        {"sms_clear", "error: msg has no client"},
-        {"at_send", "error: msg has no client"},
-        {"ussd_send", "error: msg has no client"},
-        {"sms_send", "error: msg has no client"},
-        {"set", "error: msg has no client"},
-        {"reinit", "error: msg has no client"},
-    };
-    running_router router;
-    for (const bus_value &value : std::initializer_list<bus_value>{7, true, 0.5})
-        for (const auto &[method, result] : rows)
-            EXPECT_EQ(router.call(method, {{"client", value}, {"id", value}})["result"], result);
-    EXPECT_EQ(router.call("nonsense").status, UBUS_STATUS_METHOD_NOT_FOUND);
-}
-
 // A text without its end, a field beyond the end, half a head; nothing before them counts.
 TEST(bus, damagedMessagesChangeNothing)
 {

@@ -230,19 +230,6 @@ bool running_router::isidle()
     return commands(since).empty();
 }
 
-void expect_refusals(virtual_router &router, const std::vector<refusal> &rows)
-{
-    const std::string package = read_file(router_configpath);
-    const std::string former = router.status("info.kelvantorium.reason");
-    for (const auto &[method, arguments, result] : rows) {
-        const bus_reply reply = router.call(method, arguments);
-        EXPECT_EQ(reply.status, 0);
-        EXPECT_EQ(reply.fields, (decltype(reply.fields){{"result", "error: " + result}}));
-    }
-    EXPECT_EQ(router.status("info.kelvantorium.reason"), former);
-    EXPECT_EQ(read_file(router_configpath), package);
-}
-
 void expect_end(virtual_router &router,
                 int status,
                 const std::vector<std::string> &lines,

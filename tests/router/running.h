@@ -52,14 +52,6 @@ void arrange(virtual_router &router, const std::vector<condition> &conditions);
 // The result of a call by a client whose name is one letter too long for the log.
 std::string ask(virtual_router &router, const std::string &method, bus_arguments arguments = {});
 
-// Calls that are refused in these words, in this order; they change nothing.
-struct refusal {
-    std::string method;
-    bus_arguments arguments;
-    std::string result;
-};
-void expect_refusals(virtual_router &router, const std::vector<refusal> &rows);
-
 // A message in the modem at that place; one in 7 bits of the ordinary sender.
 void store(virtual_router &router, std::size_t index, const std::string &pdu);
 std::string plainpdu(const std::string &text);
