@@ -172,4 +172,16 @@ TEST(messages, refusedDeletionIsLoggedOnceAndTheMessageReadAgain)
     EXPECT_EQ(logged(), 2);
 }
 
+TEST(messages, placesAreReadUpTo255)
+{
+    running_router router;
+    router.modem("storage", {{"capacity", 300}});
+    EXPECT_TRUE(router.receives("AT+CMGR=255"));
+    store(router, 255, plainpdu("the last"));
+    store(router, 256, plainpdu("beyond"));
+    EXPECT_TRUE(router.becomes("info.sms.recv_counter", "1"));
+    EXPECT_EQ(readlist().at(0).text, "the last");
+    EXPECT_EQ(std::ranges::count(router.commands(), "AT+CMGR=256"), 0);
+}
+
 }  // namespace
