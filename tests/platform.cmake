@@ -17,7 +17,6 @@ endif()
 foreach(part IN LISTS broker_parts)
     add_executable(bus_${part}_tests platform/bus_${part}_test.cpp)
     target_compile_definitions(bus_${part}_tests PRIVATE
-        DOCUMENTS="${PROJECT_SOURCE_DIR}/docs"
         SHIPPED_ACCESS_FILES="${PROJECT_SOURCE_DIR}/packaging/openwrt/files/acl.d")
     target_link_libraries(bus_${part}_tests PRIVATE test_support)
     add_dependencies(bus_${part}_tests router_programs)

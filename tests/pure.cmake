@@ -10,5 +10,4 @@ add_executable(pure_tests
     monitor/route_test.cpp
 )
 target_link_libraries(pure_tests PRIVATE daemon_objects GTest::gtest_main)
-target_compile_definitions(pure_tests PRIVATE DOCUMENTS="${PROJECT_SOURCE_DIR}/docs")
 gtest_discover_tests(pure_tests DISCOVERY_TIMEOUT 120)

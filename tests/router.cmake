@@ -1,9 +1,5 @@
 # SPDX-License-Identifier: ISC
 # The daemon itself among all parts of the virtual router.
-if(NOT KELVANTORIUM_ROUTER)
-    return()
-endif()
-
 add_executable(router_tests
     router/bus_test.cpp
     router/failing_test.cpp
@@ -26,7 +22,6 @@ target_link_libraries(calls PRIVATE ${CMAKE_DL_LIBS})
 target_compile_definitions(router_tests PRIVATE CALLS_LIBRARY="$<TARGET_FILE:calls>")
 target_link_libraries(router_tests PRIVATE test_support simulator_modem)
 target_compile_definitions(router_tests PRIVATE
-    DOCUMENTS="${PROJECT_SOURCE_DIR}/docs"
     MODEM_PROFILES="${PROJECT_SOURCE_DIR}/simulator/profiles"
     HEALING_SCRIPT="${PROJECT_SOURCE_DIR}/packaging/openwrt/files/kelvantorium-reinit")
 add_dependencies(router_tests router_programs kelvantorium_fast calls)

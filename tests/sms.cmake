@@ -1,9 +1,5 @@
 # SPDX-License-Identifier: ISC
 # The SMS subsystem; in the sandbox, whose /root takes the list file.
-if(NOT KELVANTORIUM_ROUTER)
-    return()
-endif()
-
 add_executable(sms_tests
     sms/deliver_test.cpp
     sms/list_test.cpp
@@ -13,5 +9,4 @@ add_executable(sms_tests
 target_link_libraries(sms_tests PRIVATE daemon_objects test_support)
 target_link_options(sms_tests PRIVATE
     -Wl,--wrap=write,--wrap=fsync,--wrap=close,--wrap=rename,--wrap=sync)
-target_compile_definitions(sms_tests PRIVATE DOCUMENTS="${PROJECT_SOURCE_DIR}/docs")
 gtest_discover_tests(sms_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 600)
