@@ -120,7 +120,7 @@ struct campaign : running_router {
     void losecard()
     {
         arrange(*this, {{"sim", {{"slot", 1}, {"inserted", false}}}});
-        EXPECT_TRUE(becomes(errorpath, "sim_removed"));
+        EXPECT_TRUE(becomes("info.modem.slot1_state", "empty"));  // in "error" or "nosim"
         pause(500);
         arrange(*this, {{"sim", {{"slot", 1}, {"inserted", true}}}});
     }
