@@ -225,9 +225,11 @@ process_usage running_router::expect_nomore(const process_usage &former, long gr
 
 bool running_router::isidle()
 {
-    const router_mark since = mark();
-    std::this_thread::sleep_for(150ms);
-    return commands(since).empty();
+    return wait_until([&] {  // a busy modem may still have to read what was given up
+        const router_mark since = mark();
+        std::this_thread::sleep_for(150ms);
+        return commands(since).empty();
+    });
 }
 
 void expect_end(virtual_router &router,
